@@ -1,0 +1,48 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "kep/ISoundSystem.h"
+#include "kep/Messages.h"
+#include "kep/Plugin.h"
+#include "kep/PluginManager.h"
+
+// What every kep-host command works with: the options common to all commands and
+// the plug-in manager (installed as subsystem 0) with the plug-in libraries loaded.
+class HostContext {
+public:
+    struct Options {
+        std::filesystem::path pluginDir;
+        kep::MessageLevel logLevel = kep::MessageLevel::Info;
+    };
+
+    explicit HostContext(Options options);
+    ~HostContext();  // stops and releases every plug-in
+    HostContext(const HostContext&) = delete;
+    HostContext& operator=(const HostContext&) = delete;
+
+    const Options& options() const { return options_; }
+    kep::PluginManager& plugins() { return *manager_; }
+    // Loads the plug-in libraries of the plug-in folder; false (logged) if none loaded.
+    bool LoadPlugins();
+
+    // Creates a SoundSystem under the tag and starts it; null (logged) if the item
+    // is missing. The plug-in is stopped with the context.
+    std::shared_ptr<kep::IBasePlugin> StartSoundSystem(const std::string& tag, bool replicating);
+
+private:
+    Options options_;
+    std::shared_ptr<kep::PluginManager> manager_;
+};
+
+// The plug-in's ISoundSystem, sharing ownership of the plug-in; null if it has none.
+std::shared_ptr<kep::ISoundSystem> SoundSystemOf(const std::shared_ptr<kep::IBasePlugin>& plugin);
+
+// The kep-host commands. Each gets the arguments after its name and returns the exit status.
+int RunDoctor(HostContext& context, std::span<const std::string> args);
+int RunInfo(HostContext& context, std::span<const std::string> args);
+int RunPlay(HostContext& context, std::span<const std::string> args);
+int RunReplayDemo(HostContext& context, std::span<const std::string> args);

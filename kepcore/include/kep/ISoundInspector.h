@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "kep/IUnknown.h"
+
+namespace kep {
+
+// What a sound system holds for one registered sound.
+struct SoundDescription {
+    std::string path;              // the file it was loaded from
+    std::uint32_t alFormat = 0;    // OpenAL buffer format
+    std::uint32_t sampleRate = 0;  // Hz
+    std::uint32_t byteSize = 0;    // bytes of PCM in the buffer
+    std::uint32_t bits = 0;        // bits per sample
+    std::uint32_t channels = 0;
+    std::uint32_t durationSeconds = 0;  // whole seconds, rounded up
+};
+
+// Read-only diagnostics of a sound system's registered sounds, for tools.
+class KEPCORE_API ISoundInspector : public IUnknown {
+public:
+    // Loads a file by its path as given (no data-manager lookup, nothing recorded
+    // for other instances) and registers it under name; false if it could not be
+    // loaded (the loader has logged why). Tools such as `kep-host info` use this
+    // so that what FFmpeg says about the exact path reaches the user.
+    virtual bool LoadSoundFile(std::string_view name, std::string_view path) = 0;
+    // Whether the audio device and its context are open.
+    virtual bool IsDeviceOpen() = 0;
+    // False if no sound is registered under the name or the device is closed.
+    virtual bool DescribeSound(std::string_view name, SoundDescription& description) = 0;
+};
+
+}  // namespace kep

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <AL/al.h>
+#include <AL/alc.h>
+
+// The output device and its context. Only OpenAudioDevice and ShutdownAudioDevice
+// open and close them.
+struct AudioDevice {
+    ALCcontext* context = nullptr;
+    ALCdevice* device = nullptr;
+};
+
+// Opens the default device (or, failing that, whatever OpenAL picks), makes a
+// context current and subscribes to device events; true when sound can play.
+bool OpenAudioDevice(AudioDevice& holder);
+// Unsubscribes from events and releases the context and the device.
+void ShutdownAudioDevice(AudioDevice& holder);
+// Logs a device event; runs on an OpenAL thread.
+void AL_APIENTRY AudioDeviceEventCallback(ALenum eventType, ALuint object, ALuint param,
+                                          ALsizei length, const ALchar* message,
+                                          void* userParam) noexcept;

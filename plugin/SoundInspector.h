@@ -1,0 +1,25 @@
+#pragma once
+
+#include "kep/ISoundInspector.h"
+
+class SoundSystem;
+
+// The sound system's diagnostics interface, answered on its behalf: identity
+// and ownership are the sound system's.
+class SoundInspector final : public kep::ISoundInspector {
+public:
+    explicit SoundInspector(SoundSystem& owner) : owner_(owner) {}
+    SoundInspector(const SoundInspector&) = delete;
+    SoundInspector& operator=(const SoundInspector&) = delete;
+
+    IUnknown* QueryInterface(util::type_id interfaceId) override;
+    kep::Object* GetObject() override;
+    std::shared_ptr<kep::Object> GetSharedObject() override;
+
+    bool IsDeviceOpen() override;
+    bool LoadSoundFile(std::string_view name, std::string_view path) override;
+    bool DescribeSound(std::string_view name, kep::SoundDescription& description) override;
+
+private:
+    SoundSystem& owner_;
+};

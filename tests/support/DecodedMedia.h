@@ -1,0 +1,157 @@
+#pragma once
+
+// Facts about test media taken from FFmpeg directly, and readers for the PCM the
+// decoder makes, for the decoding tests. Header-only: it needs FFmpeg, which the
+// plug-in test programs link (kepTestSupport does not).
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <numbers>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "decode/FFmpegHandles.h"
+
+extern "C" {
+#include <libavutil/samplefmt.h>
+}
+
+// What FFmpeg itself decodes from a file's first audio stream that has a decoder.
+struct ReferenceDecoding {
+    int sampleRate = 0;
+    int channels = 0;
+    AVSampleFormat sampleFormat = AV_SAMPLE_FMT_NONE;
+    std::vector<int> frameSamples;     // samples per channel of each frame, in order
+    std::vector<int> heldBackSamples;  // frames the decoder gives only when flushed
+
+    std::int64_t Samples() const {
+        std::int64_t total = 0;
+        for (int samples : frameSamples) {
+            total += samples;
+        }
+        return total;
+    }
+};
+
+inline ReferenceDecoding DecodeWithFFmpeg(const std::string& path) {
+    AVFormatContext* rawFormat = nullptr;
+    if (avformat_open_input(&rawFormat, path.c_str(), nullptr, nullptr) != 0) {
+        throw std::runtime_error("reference decoding cannot open " + path);
+    }
+    ffmpeg::FormatContextPtr format(rawFormat);
+    if (avformat_find_stream_info(format.get(), nullptr) < 0) {
+        throw std::runtime_error("reference decoding finds no streams in " + path);
+    }
+    const AVCodec* decoder = nullptr;
+    const int streamIndex =
+        av_find_best_stream(format.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
+    if (streamIndex < 0 || !decoder) {
+        throw std::runtime_error("reference decoding finds no audio decoder for " + path);
+    }
+    ffmpeg::CodecContextPtr codec(avcodec_alloc_context3(decoder));
+    avcodec_parameters_to_context(codec.get(), format->streams[streamIndex]->codecpar);
+    if (avcodec_open2(codec.get(), decoder, nullptr) < 0) {
+        throw std::runtime_error("reference decoding cannot open the decoder for " + path);
+    }
+
+    ReferenceDecoding result;
+    result.sampleRate = codec->sample_rate;
+    result.channels = codec->ch_layout.nb_channels;
+    result.sampleFormat = codec->sample_fmt;
+    ffmpeg::PacketPtr packet(av_packet_alloc());
+    ffmpeg::FramePtr frame(av_frame_alloc());
+    auto receiveAll = [&](std::vector<int>& into) {
+        while (avcodec_receive_frame(codec.get(), frame.get()) >= 0) {
+            into.push_back(frame->nb_samples);
+        }
+    };
+    while (av_read_frame(format.get(), packet.get()) >= 0) {
+        if (packet->stream_index == streamIndex &&
+            avcodec_send_packet(codec.get(), packet.get()) >= 0) {
+            receiveAll(result.frameSamples);
+        }
+        av_packet_unref(packet.get());
+    }
+    avcodec_send_packet(codec.get(), nullptr);
+    receiveAll(result.heldBackSamples);
+    return result;
+}
+
+// FFmpeg's default alignment (used by the decoder's size computations) pads every
+// converted frame to a whole number of 32 samples.
+inline int PaddedSamples(int samples) { return (samples + 31) / 32 * 32; }
+
+// The bytes the decoder appends for these frames: per frame, the padded sample
+// count times the decoder's channel count times the output sample size.
+inline std::size_t DecodedByteCount(const std::vector<int>& frameSamples, int decoderChannels,
+                                    int outSampleBytes) {
+    std::size_t bytes = 0;
+    for (int samples : frameSamples) {
+        bytes += static_cast<std::size_t>(PaddedSamples(samples)) * decoderChannels * outSampleBytes;
+    }
+    return bytes;
+}
+
+// One sample of packed PCM as a fraction of full scale (-1 to 1).
+inline double SampleAt(const std::uint8_t* bytes, AVSampleFormat format) {
+    switch (format) {
+        case AV_SAMPLE_FMT_U8:
+            return (bytes[0] - 128) / 128.0;
+        case AV_SAMPLE_FMT_S16: {
+            std::int16_t value;
+            std::memcpy(&value, bytes, sizeof value);
+            return value / 32768.0;
+        }
+        case AV_SAMPLE_FMT_FLT: {
+            float value;
+            std::memcpy(&value, bytes, sizeof value);
+            return value;
+        }
+        default:
+            throw std::invalid_argument("not an output sample format");
+    }
+}
+
+// The test tone of make_media.sh: channel k carries 0.5 * sin(2 pi 441 (k+1) Hz t).
+inline double ToneSample(int channel, std::int64_t sampleIndex, int sampleRate) {
+    return 0.5 * std::sin(2 * std::numbers::pi * 441.0 * (channel + 1) * sampleIndex / sampleRate);
+}
+
+// Checks decoded PCM, frame by frame, against the test tone: the first samples of
+// each frame's block are the converted ones, interleaved over outChannels; the
+// padding behind them (see DecodedByteCount) is skipped.
+inline testing::AssertionResult PcmHoldsTone(const std::vector<std::uint8_t>& pcm,
+                                             AVSampleFormat format, int outChannels,
+                                             int decoderChannels,
+                                             const std::vector<int>& frameSamples,
+                                             int sampleRate, double tolerance) {
+    const int sampleBytes = av_get_bytes_per_sample(format);
+    if (pcm.size() != DecodedByteCount(frameSamples, decoderChannels, sampleBytes)) {
+        return testing::AssertionFailure() << "PCM size " << pcm.size() << " is not "
+                                           << DecodedByteCount(frameSamples, decoderChannels,
+                                                               sampleBytes);
+    }
+    std::size_t blockStart = 0;
+    std::int64_t sampleIndex = 0;
+    for (int samples : frameSamples) {
+        for (int i = 0; i < samples; ++i, ++sampleIndex) {
+            for (int channel = 0; channel < outChannels; ++channel) {
+                const std::size_t offset =
+                    blockStart + (static_cast<std::size_t>(i) * outChannels + channel) * sampleBytes;
+                const double actual = SampleAt(pcm.data() + offset, format);
+                const double expected = ToneSample(channel, sampleIndex, sampleRate);
+                if (std::abs(actual - expected) > tolerance) {
+                    return testing::AssertionFailure()
+                           << "sample " << sampleIndex << " of channel " << channel << " is "
+                           << actual << ", the tone has " << expected;
+                }
+            }
+        }
+        blockStart += static_cast<std::size_t>(PaddedSamples(samples)) * decoderChannels * sampleBytes;
+    }
+    return testing::AssertionSuccess();
+}
