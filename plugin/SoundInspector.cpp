@@ -13,6 +13,29 @@ std::shared_ptr<kep::Object> SoundInspector::GetSharedObject() { return owner_.G
 
 bool SoundInspector::IsDeviceOpen() { return owner_.deviceOpen; }
 
+std::vector<std::int32_t> SoundInspector::ListSources() {
+    std::lock_guard lock(owner_.sourceRegistry.sourcesMutex);
+    std::vector<std::int32_t> ids;
+    for (const auto& entry : owner_.sourceRegistry.sources) {
+        ids.push_back(entry.first);
+    }
+    return ids;
+}
+
+bool SoundInspector::IsSourcePlaying(std::int32_t sourceId) {
+    if (!owner_.deviceOpen) {
+        return false;
+    }
+    std::lock_guard lock(owner_.sourceRegistry.sourcesMutex);
+    Source* source = owner_.sourceRegistry.Find(sourceId);
+    if (!source) {
+        return false;
+    }
+    ALint state = 0;
+    alGetSourcei(source->alSource, AL_SOURCE_STATE, &state);
+    return state == AL_PLAYING;
+}
+
 bool SoundInspector::LoadSoundFile(std::string_view name, std::string_view path) {
     if (!owner_.deviceOpen) {
         return false;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kep/IUnknown.h"
 
@@ -29,6 +30,10 @@ public:
     virtual bool LoadSoundFile(std::string_view name, std::string_view path) = 0;
     // Whether the audio device and its context are open.
     virtual bool IsDeviceOpen() = 0;
+    // The ids of the sources that exist now, ascending.
+    virtual std::vector<std::int32_t> ListSources() = 0;
+    // Whether OpenAL is playing the source right now (false once it has ended).
+    virtual bool IsSourcePlaying(std::int32_t sourceId) = 0;
     // False if no sound is registered under the name or the device is closed.
     virtual bool DescribeSound(std::string_view name, SoundDescription& description) = 0;
 };

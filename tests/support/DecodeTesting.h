@@ -1,20 +1,28 @@
 #pragma once
 
-// Facts about test media taken from FFmpeg directly, and readers for the PCM the
-// decoder makes, for the decoding tests. Header-only: it needs FFmpeg, which the
-// plug-in test programs link (kepTestSupport does not).
+// What the decoding tests share: facts about test media taken from FFmpeg
+// directly, readers for the PCM the decoder makes, and running the decoder.
+// Header-only: it needs FFmpeg and the plug-in's code, which the plug-in test
+// programs link (kepTestSupport does not).
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <exception>
+#include <initializer_list>
 #include <numbers>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <ostream>
 #include <vector>
 
+#include "decode/FFStream.h"
 #include "decode/FFmpegHandles.h"
+#include "kep/Messages.h"
 
 extern "C" {
 #include <libavutil/samplefmt.h>
@@ -155,3 +163,56 @@ inline testing::AssertionResult PcmHoldsTone(const std::vector<std::uint8_t>& pc
     }
     return testing::AssertionSuccess();
 }
+
+// The text of the exception the decoder's construction throws, or empty if it loads.
+inline std::string ConstructionError(const std::string& path) {
+    try {
+        FFStream stream(path);
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return {};
+}
+
+// The captured lines of the output format selection: everything but the lines about
+// opening, reading and decoding.
+inline std::vector<kep::LoggedLine> SelectionLines(const kep::MessageCapture& capture) {
+    static constexpr std::string_view kOtherLines[] = {
+        "FFStream: Find format ",     "FFStream: Packet read. ", "FFStream: Read stream completed. ",
+        "FFStream: Samples realloc. ", "FFStream: Frame decoded. ", "FFStream: Decode stream completed. ",
+        "FFStream: file "};
+    std::vector<kep::LoggedLine> selection;
+    for (const kep::LoggedLine& line : capture.lines()) {
+        bool other = false;
+        for (std::string_view prefix : kOtherLines) {
+            other = other || line.text.starts_with(prefix);
+        }
+        if (!other) {
+            selection.push_back(line);
+        }
+    }
+    return selection;
+}
+
+// Lines as tests write them.
+inline kep::LoggedLine DebugLine(std::string text) { return {kep::MessageLevel::Debug, std::move(text)}; }
+inline kep::LoggedLine InfoLine(std::string text) { return {kep::MessageLevel::Info, std::move(text)}; }
+inline kep::LoggedLine WarningLine(std::string text) {
+    return {kep::MessageLevel::Warning, std::move(text)};
+}
+inline kep::LoggedLine ErrorLine(std::string text) { return {kep::MessageLevel::Error, std::move(text)}; }
+
+inline std::vector<kep::LoggedLine> Concat(std::initializer_list<std::vector<kep::LoggedLine>> parts) {
+    std::vector<kep::LoggedLine> all;
+    for (const auto& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+// Prints a line as "[level] text" in test failures.
+namespace kep {
+inline void PrintTo(const LoggedLine& line, std::ostream* out) {
+    *out << "[" << ToString(line.level) << "] " << line.text;
+}
+}  // namespace kep

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include <osg/Vec3f>
+
+// "X,Y,Z" as a vector.
+std::optional<osg::Vec3f> ParseVector(std::string_view text);
+// A finite number.
+std::optional<double> ParseNumber(std::string_view text);

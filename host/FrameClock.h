@@ -1,0 +1,24 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+
+// Paces the host's frames and notices Ctrl-C, so that a running command can stop
+// cleanly instead of dying with the device open.
+class FrameClock {
+public:
+    explicit FrameClock(std::chrono::milliseconds period);
+    ~FrameClock();
+    FrameClock(const FrameClock&) = delete;
+    FrameClock& operator=(const FrameClock&) = delete;
+
+    // Sleeps until the next frame is due; false once the user has interrupted.
+    bool Next();
+    std::chrono::duration<double> Elapsed() const;
+    static bool Interrupted();
+
+private:
+    std::chrono::milliseconds period_;
+    std::chrono::steady_clock::time_point start_;
+    std::chrono::steady_clock::time_point due_;
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "kep/Plugin.h"
+
+// Carries replication frames between interactive plug-ins. A frame is the whole
+// buffer one serialize call writes; a transport between processes carries the
+// same bytes. The host's buffers are little-endian.
+namespace replication {
+
+// What the sender recorded since its last frame (full: its whole state).
+std::vector<std::uint8_t> WriteFrame(kep::IInteractivePlugin& sender, bool full);
+
+// Hands a frame to a receiver for its next update. A frame the receiver cannot
+// read (an exception escapes it) is logged and dropped; false then.
+bool DeliverFrame(kep::IInteractivePlugin& receiver, std::span<const std::uint8_t> frame);
+
+// The frame as hexadecimal bytes separated by blanks.
+std::string ToHex(std::span<const std::uint8_t> frame);
+
+}  // namespace replication

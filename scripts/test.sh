@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# The whole test suite: a normal build, then a build with AddressSanitizer and
+# UndefinedBehaviorSanitizer, each with every test under CTest.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+jobs=$(nproc)
+
+bash scripts/build.sh build
+ctest --test-dir build --output-on-failure -j"$jobs"
+
+bash scripts/build.sh build-asan -DKEP_SANITIZE=ON -DKEP_BUILD_BENCH=OFF
+ctest --test-dir build-asan --output-on-failure -j"$jobs"
