@@ -22,9 +22,10 @@ using WriteBuffer = uxs::basic_iobuf<std::uint8_t>;
 using ReadBuffer = uxs::basic_ibuf<std::uint8_t>;
 
 // A string length beyond this is treated as an allocation that cannot succeed.
-// Real names and paths are far shorter; the limit only matters for damaged
-// streams, whose lengths are arbitrary 64-bit numbers.
-inline constexpr std::uint64_t kLargestStringLength = std::uint64_t{1} << 30;
+// Sound names and file paths are far shorter; the limit only matters for damaged
+// streams, whose lengths are arbitrary 64-bit numbers, and keeps one damaged
+// length from making the reader fill gigabytes with zeros.
+inline constexpr std::uint64_t kLargestStringLength = std::uint64_t{1} << 24;
 
 template <class T>
 std::span<const std::uint8_t> BytesOf(const T& value) {

@@ -35,8 +35,9 @@ TEST_F(AudioDeviceOpen, OpensTheDefaultDeviceAndMakesItsContextCurrent) {
                                      "alGetError()",
                                      "alIsExtensionPresent(AL_SOFT_events)",
                                  }));
-    EXPECT_EQ(capture.lines(), (Lines{{MessageLevel::Info, "SoundSystem: Opened Double Device Device"},
-                                      {MessageLevel::Info, "SoundSystem: Device init completed"}}));
+    EXPECT_EQ(capture.lines(),
+              (Lines{{MessageLevel::Info, "SoundSystem: Opened Double Device Device"},
+                     {MessageLevel::Info, "SoundSystem: Device init completed"}}));
 }
 
 TEST_F(AudioDeviceOpen, FallsBackToWhateverOpenAlPicks) {
@@ -69,8 +70,7 @@ TEST_F(AudioDeviceOpen, AFailedContextClosesTheDeviceAndFails) {
     EXPECT_EQ(aldouble::CallsTo("alcCloseDevice"),
               (std::vector<std::string>{"alcCloseDevice(device1)"}));
     // No AL error is pending, so the completion line is still written.
-    EXPECT_EQ(capture.lines(),
-              (Lines{{MessageLevel::Info, "SoundSystem: Device init completed"}}));
+    EXPECT_EQ(capture.lines(), (Lines{{MessageLevel::Info, "SoundSystem: Device init completed"}}));
 }
 
 TEST_F(AudioDeviceOpen, AnAlErrorAfterTheContextReleasesEverything) {
@@ -79,7 +79,8 @@ TEST_F(AudioDeviceOpen, AnAlErrorAfterTheContextReleasesEverything) {
     EXPECT_EQ(aldouble::CallsWithoutErrorChecks().back(), "alcCloseDevice(device1)");
     EXPECT_EQ(aldouble::LiveContextCount(), 0u);
     EXPECT_TRUE(aldouble::OpenDevices().empty());
-    EXPECT_TRUE(capture.contains(MessageLevel::Error, "SoundSystem::OpenAL::Device init: Illegal call."));
+    EXPECT_TRUE(
+        capture.contains(MessageLevel::Error, "SoundSystem::OpenAL::Device init: Illegal call."));
     EXPECT_FALSE(capture.contains(MessageLevel::Info, "SoundSystem: Device init completed"));
 }
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "DecodeTesting.h"
-#include "TestMedia.h"
+#include "support/DecodeTesting.h"
+#include "support/TestMedia.h"
 #include "decode/FFStream.h"
 #include "kep/Messages.h"
 #include "real_al/decode_al_context.h"
@@ -118,9 +118,6 @@ const FormatCase kCases[] = {
     {"pcm_f64_5.1.wav", Then(kDouble, LayoutRefused(6)), std::nullopt},
     {"pcm_f64_5.1side.wav", Then(kDouble, LayoutRefused(6)), std::nullopt},
     {"pcm_f64_7.1.wav", Then(kDouble, LayoutRefused(8)), std::nullopt},
-    // Vorbis decodes to planar float.
-    {"vorbis_stereo.ogg", Then(kFloat, Select("stereo float32")),
-     Output{AL_FORMAT_STEREO_FLOAT32, 8, FLT, 2, Tone}},
 };
 
 double Tolerance(AVSampleFormat format) {

@@ -35,6 +35,8 @@ struct ReferenceDecoding {
     AVSampleFormat sampleFormat = AV_SAMPLE_FMT_NONE;
     std::vector<int> frameSamples;     // samples per channel of each frame, in order
     std::vector<int> heldBackSamples;  // frames the decoder gives only when flushed
+    // The samples of frameSamples, interleaved; kept for float decoders only.
+    std::vector<double> interleaved;
 
     std::int64_t Samples() const {
         std::int64_t total = 0;
@@ -44,6 +46,20 @@ struct ReferenceDecoding {
         return total;
     }
 };
+
+inline void KeepFloatSamples(const AVFrame& frame, int channels, std::vector<double>& interleaved) {
+    const auto format = static_cast<AVSampleFormat>(frame.format);
+    if (format != AV_SAMPLE_FMT_FLT && format != AV_SAMPLE_FMT_FLTP) {
+        return;
+    }
+    for (int i = 0; i < frame.nb_samples; ++i) {
+        for (int channel = 0; channel < channels; ++channel) {
+            const float* plane = reinterpret_cast<const float*>(
+                frame.extended_data[format == AV_SAMPLE_FMT_FLTP ? channel : 0]);
+            interleaved.push_back(format == AV_SAMPLE_FMT_FLTP ? plane[i] : plane[i * channels + channel]);
+        }
+    }
+}
 
 inline ReferenceDecoding DecodeWithFFmpeg(const std::string& path) {
     AVFormatContext* rawFormat = nullptr;
@@ -75,6 +91,9 @@ inline ReferenceDecoding DecodeWithFFmpeg(const std::string& path) {
     auto receiveAll = [&](std::vector<int>& into) {
         while (avcodec_receive_frame(codec.get(), frame.get()) >= 0) {
             into.push_back(frame->nb_samples);
+            if (&into == &result.frameSamples) {
+                KeepFloatSamples(*frame, result.channels, result.interleaved);
+            }
         }
     };
     while (av_read_frame(format.get(), packet.get()) >= 0) {
@@ -129,39 +148,74 @@ inline double ToneSample(int channel, std::int64_t sampleIndex, int sampleRate) 
     return 0.5 * std::sin(2 * std::numbers::pi * 441.0 * (channel + 1) * sampleIndex / sampleRate);
 }
 
-// Checks decoded PCM, frame by frame, against the test tone: the first samples of
-// each frame's block are the converted ones, interleaved over outChannels; the
-// padding behind them (see DecodedByteCount) is skipped.
-inline testing::AssertionResult PcmHoldsTone(const std::vector<std::uint8_t>& pcm,
-                                             AVSampleFormat format, int outChannels,
-                                             int decoderChannels,
-                                             const std::vector<int>& frameSamples,
-                                             int sampleRate, double tolerance) {
+// Checks decoded PCM frame by frame: the first samples of each frame's block are
+// the converted ones, interleaved over outChannels, and must be within tolerance of
+// expected(channel, sampleIndex); the padding behind them (see DecodedByteCount) is
+// skipped, and so are settleSamples samples at either end.
+template <class Expected>
+testing::AssertionResult PcmMatches(const std::vector<std::uint8_t>& pcm, AVSampleFormat format,
+                                    int outChannels, int decoderChannels,
+                                    const std::vector<int>& frameSamples, Expected expected,
+                                    double tolerance, std::int64_t settleSamples = 0) {
     const int sampleBytes = av_get_bytes_per_sample(format);
-    if (pcm.size() != DecodedByteCount(frameSamples, decoderChannels, sampleBytes)) {
-        return testing::AssertionFailure() << "PCM size " << pcm.size() << " is not "
-                                           << DecodedByteCount(frameSamples, decoderChannels,
-                                                               sampleBytes);
+    const std::size_t expectedSize = DecodedByteCount(frameSamples, decoderChannels, sampleBytes);
+    if (pcm.size() != expectedSize) {
+        return testing::AssertionFailure() << "PCM size " << pcm.size() << " is not " << expectedSize;
+    }
+    std::int64_t totalSamples = 0;
+    for (int samples : frameSamples) {
+        totalSamples += samples;
     }
     std::size_t blockStart = 0;
     std::int64_t sampleIndex = 0;
     for (int samples : frameSamples) {
         for (int i = 0; i < samples; ++i, ++sampleIndex) {
+            if (sampleIndex < settleSamples || sampleIndex >= totalSamples - settleSamples) {
+                continue;
+            }
             for (int channel = 0; channel < outChannels; ++channel) {
                 const std::size_t offset =
                     blockStart + (static_cast<std::size_t>(i) * outChannels + channel) * sampleBytes;
                 const double actual = SampleAt(pcm.data() + offset, format);
-                const double expected = ToneSample(channel, sampleIndex, sampleRate);
-                if (std::abs(actual - expected) > tolerance) {
+                const double wanted = expected(channel, sampleIndex);
+                if (std::abs(actual - wanted) > tolerance) {
                     return testing::AssertionFailure()
                            << "sample " << sampleIndex << " of channel " << channel << " is "
-                           << actual << ", the tone has " << expected;
+                           << actual << ", expected " << wanted;
                 }
             }
         }
         blockStart += static_cast<std::size_t>(PaddedSamples(samples)) * decoderChannels * sampleBytes;
     }
     return testing::AssertionSuccess();
+}
+
+// Checks decoded PCM against the test tone of make_media.sh.
+inline testing::AssertionResult PcmHoldsTone(const std::vector<std::uint8_t>& pcm,
+                                             AVSampleFormat format, int outChannels,
+                                             int decoderChannels,
+                                             const std::vector<int>& frameSamples,
+                                             int sampleRate, double tolerance) {
+    return PcmMatches(
+        pcm, format, outChannels, decoderChannels, frameSamples,
+        [sampleRate](int channel, std::int64_t index) { return ToneSample(channel, index, sampleRate); },
+        tolerance);
+}
+
+// Checks decoded PCM against the float samples FFmpeg itself decoded.
+inline testing::AssertionResult PcmMatchesReference(const std::vector<std::uint8_t>& pcm,
+                                                    AVSampleFormat format,
+                                                    const ReferenceDecoding& reference,
+                                                    double tolerance) {
+    if (reference.interleaved.empty()) {
+        return testing::AssertionFailure() << "the reference decoding kept no samples";
+    }
+    return PcmMatches(
+        pcm, format, reference.channels, reference.channels, reference.frameSamples,
+        [&reference](int channel, std::int64_t index) {
+            return reference.interleaved[static_cast<std::size_t>(index) * reference.channels + channel];
+        },
+        tolerance);
 }
 
 // The text of the exception the decoder's construction throws, or empty if it loads.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -62,6 +63,9 @@ struct LoggedLine {
     MessageLevel level;
     std::string text;
     friend bool operator==(const LoggedLine&, const LoggedLine&) = default;
+    friend std::ostream& operator<<(std::ostream& out, const LoggedLine& line) {
+        return out << '[' << ToString(line.level) << "] " << line.text;
+    }
 };
 
 // Collects every line while it lives (all levels, whatever the shown level), and
