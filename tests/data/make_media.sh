@@ -153,6 +153,8 @@ cut truncated_aac.m4a aac_index_at_end.m4a 2000
 text not_media.txt "This is a text file, not a sound."
 
 # Shared with the playback tests: 2 s of 440 Hz at half scale, mono, 16 bit, 44.1 kHz.
+# The decoder pads each decoded frame to a multiple of 32 samples, so its buffer
+# holds 88224 samples (176448 bytes) and its duration in whole seconds rounds up to 3.
 group -f lavfi -i "aevalsrc=exprs=0.5*sin(2*PI*440*t):s=44100:d=2:c=mono"
 make sine_mono_2s.wav -c:a pcm_s16le
 
