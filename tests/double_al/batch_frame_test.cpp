@@ -12,6 +12,7 @@
 #include "commands/SourceCommands.h"
 #include "kep/Messages.h"
 #include "openal_double/OpenAlDouble.h"
+#include "support/ByteOrderCases.h"
 #include "support/SoundSystemHarness.h"
 
 namespace {
@@ -46,11 +47,11 @@ Bytes BatchOf(const std::vector<std::shared_ptr<Command>>& commands,
     return Bytes(buffer.data().begin(), buffer.data().end());
 }
 
-class BatchFrame : public ::testing::TestWithParam<byte_order> {
+class BatchFrame : public ::testing::TestWithParam<ByteOrderCase> {
 protected:
     void SetUp() override { aldouble::Reset(); }
 
-    byte_order order() const { return GetParam(); }
+    byte_order order() const { return GetParam().order; }
 
     SoundSystemHarness harness;
     SoundSystem& sender = harness.Add("sender");
@@ -119,11 +120,8 @@ TEST_P(BatchFrame, ReadsWhatWasWrittenInTheSameOrder) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(BothByteOrders, BatchFrame,
-                         ::testing::Values(byte_order::little, byte_order::big),
-                         [](const auto& info) {
-                             return info.param == byte_order::little ? "Little" : "Big";
-                         });
+INSTANTIATE_TEST_SUITE_P(BothByteOrders, BatchFrame, ::testing::ValuesIn(kByteOrderCases),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // The replaying side, started on the double, with the lines it logs.
 class BatchReading : public ::testing::Test {

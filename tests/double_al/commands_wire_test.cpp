@@ -14,6 +14,7 @@
 #include "commands/SoundCommands.h"
 #include "commands/SourceCommands.h"
 #include "kep/Messages.h"
+#include "support/ByteOrderCases.h"
 
 namespace {
 
@@ -123,6 +124,10 @@ struct CommandSample {
     std::size_t payloadSize;
 };
 
+void PrintTo(const CommandSample& sample, std::ostream* out) {
+    *out << sample.name;
+}
+
 const CommandSample kSamples[] = {
     {"CreateSource",
      [] { return std::make_shared<CommandCreateSource>(7, osg::Vec3f(1.5f, -2, 3), true); }, 17},
@@ -147,15 +152,16 @@ const CommandSample kSamples[] = {
     {"DeleteSourcesAndSounds", [] { return std::make_shared<CommandDeleteSourcesAndSounds>(); }, 0},
 };
 
-class EveryCommand : public ::testing::TestWithParam<std::tuple<CommandSample, byte_order>> {};
+class EveryCommand : public ::testing::TestWithParam<std::tuple<CommandSample, ByteOrderCase>> {};
 
 TEST_P(EveryCommand, HasThePayloadSizeOfItsLayout) {
-    const auto& [sample, order] = GetParam();
-    EXPECT_EQ(Payload(*sample.make(), order).size(), sample.payloadSize);
+    const auto& [sample, byteOrder] = GetParam();
+    EXPECT_EQ(Payload(*sample.make(), byteOrder.order).size(), sample.payloadSize);
 }
 
 TEST_P(EveryCommand, ReadsBackIntoAFreshCommandOfItsType) {
-    const auto& [sample, order] = GetParam();
+    const auto& [sample, byteOrder] = GetParam();
+    const byte_order order = byteOrder.order;
     const std::shared_ptr<Command> original = sample.make();
     const Bytes bytes = Payload(*original, order);
 
@@ -174,11 +180,10 @@ TEST_P(EveryCommand, ReadsBackIntoAFreshCommandOfItsType) {
 
 INSTANTIATE_TEST_SUITE_P(BothByteOrders, EveryCommand,
                          ::testing::Combine(::testing::ValuesIn(kSamples),
-                                            ::testing::Values(byte_order::little, byte_order::big)),
+                                            ::testing::ValuesIn(kByteOrderCases)),
                          [](const auto& info) {
                              return std::string(std::get<0>(info.param).name) +
-                                    (std::get<1>(info.param) == byte_order::little ? "Little"
-                                                                                   : "Big");
+                                    std::get<1>(info.param).name;
                          });
 
 TEST(CommandFields, ReadBackInBigEndian) {

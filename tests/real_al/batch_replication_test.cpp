@@ -51,8 +51,7 @@ TEST_P(BatchReplication, AFrameWithoutOperationsChangesNothing) {
     EXPECT_EQ(ReceiverSources(), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(BothByteOrders, BatchReplication,
-                         ::testing::Values(uxs::byte_order::little, uxs::byte_order::big),
+INSTANTIATE_TEST_SUITE_P(BothByteOrders, BatchReplication, ::testing::ValuesIn(kByteOrderCases),
                          ByteOrderName);
 
 }  // namespace

@@ -7,9 +7,10 @@
 
 #include <AL/alc.h>
 
+#include "support/ByteOrderCases.h"
 #include "support/SoundSystemHarness.h"
 
-class ReplicationPair : public ::testing::TestWithParam<uxs::byte_order> {
+class ReplicationPair : public ::testing::TestWithParam<ByteOrderCase> {
 protected:
     void SetUp() override {
         harness.Start(sender, true);
@@ -37,7 +38,7 @@ protected:
     // reads it and runs its update. Leaves the sender's context current.
     void CarryFrame(bool full) {
         AsSender();
-        uxs::iobuf buffer(GetParam());
+        uxs::iobuf buffer(GetParam().order);
         sender.serialize(buffer, full);
         AsReceiver();
         receiver.deserialize(buffer);
@@ -64,6 +65,6 @@ protected:
     ALCcontext* receiverContext = nullptr;
 };
 
-inline std::string ByteOrderName(const ::testing::TestParamInfo<uxs::byte_order>& info) {
-    return info.param == uxs::byte_order::little ? "Little" : "Big";
+inline std::string ByteOrderName(const ::testing::TestParamInfo<ByteOrderCase>& info) {
+    return info.param.name;
 }

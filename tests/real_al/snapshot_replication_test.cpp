@@ -50,8 +50,7 @@ TEST_P(SnapshotReplication, AnEmptySenderBuildsNothing) {
     EXPECT_TRUE(receiver.Sounds().pathsByName.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(BothByteOrders, SnapshotReplication,
-                         ::testing::Values(uxs::byte_order::little, uxs::byte_order::big),
+INSTANTIATE_TEST_SUITE_P(BothByteOrders, SnapshotReplication, ::testing::ValuesIn(kByteOrderCases),
                          ByteOrderName);
 
 }  // namespace
