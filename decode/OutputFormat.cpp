@@ -18,17 +18,18 @@ extern "C" {
 namespace {
 
 // Channel masks the selection recognises.
-constexpr std::uint64_t kMaskMono = AV_CH_FRONT_CENTER;                           // 0x4
-constexpr std::uint64_t kMaskStereo = AV_CH_FRONT_LEFT | AV_CH_FRONT_RIGHT;       // 0x3
+constexpr std::uint64_t kMaskMono = AV_CH_FRONT_CENTER;                                // 0x4
+constexpr std::uint64_t kMaskStereo = AV_CH_FRONT_LEFT | AV_CH_FRONT_RIGHT;            // 0x3
 constexpr std::uint64_t kMaskQuad = kMaskStereo | AV_CH_BACK_LEFT | AV_CH_BACK_RIGHT;  // 0x33
-constexpr std::uint64_t kMask51Back = AV_CH_LAYOUT_5POINT1_BACK;                  // 0x3F
-constexpr std::uint64_t kMask51Side = AV_CH_LAYOUT_5POINT1;                       // 0x60F
-constexpr std::uint64_t kMask71 = AV_CH_LAYOUT_7POINT1;                           // 0x63F
+constexpr std::uint64_t kMask51Back = AV_CH_LAYOUT_5POINT1_BACK;                       // 0x3F
+constexpr std::uint64_t kMask51Side = AV_CH_LAYOUT_5POINT1;                            // 0x60F
+constexpr std::uint64_t kMask71 = AV_CH_LAYOUT_7POINT1;                                // 0x63F
 
-static_assert(kMaskQuad == 0x33 && kMask51Back == 0x3F && kMask51Side == 0x60F &&
-              kMask71 == 0x63F);
+static_assert(kMaskQuad == 0x33 && kMask51Back == 0x3F && kMask51Side == 0x60F && kMask71 == 0x63F);
 
-bool HasExtension(const char* name) { return alIsExtensionPresent(name) != AL_FALSE; }
+bool HasExtension(const char* name) {
+    return alIsExtensionPresent(name) != AL_FALSE;
+}
 
 // Formats without a constant in the headers are asked of the device; the value is
 // stored unchecked.
@@ -160,8 +161,9 @@ private:
                 return SelectFloatLayout();
             }
         }
-        kep::Warning()("FFStream: sample format {:x} {:x} {:x} not supported downsampling to 16 bit",
-                       inSampleFormat, mask, channels);
+        kep::Warning()(
+            "FFStream: sample format {:x} {:x} {:x} not supported downsampling to 16 bit",
+            inSampleFormat, mask, channels);
         SelectSigned16();
         return true;
     }
@@ -274,10 +276,10 @@ bool FFStream::SetUpResampler() {
 
     // Only the sample format and the channel layout change; the rate stays.
     SwrContext* converter = nullptr;
-    const int allocResult = swr_alloc_set_opts2(
-        &converter, &outLayout, static_cast<AVSampleFormat>(outSampleFormat),
-        codecContext->sample_rate, &codecContext->ch_layout, codecContext->sample_fmt,
-        codecContext->sample_rate, 0, nullptr);
+    const int allocResult =
+        swr_alloc_set_opts2(&converter, &outLayout, static_cast<AVSampleFormat>(outSampleFormat),
+                            codecContext->sample_rate, &codecContext->ch_layout,
+                            codecContext->sample_fmt, codecContext->sample_rate, 0, nullptr);
     resampler.reset(converter);
     if (allocResult < 0) {
         kep::Error()("FFStream: Failed to allocate SwrContext: {}", FFmpegErrorText(allocResult));

@@ -19,7 +19,9 @@ namespace {
 
 constexpr double kKilobytesPerByte = 0.0009765625;  // 1/1024
 
-double Kilobytes(double bytes) { return bytes * kKilobytesPerByte; }
+double Kilobytes(double bytes) {
+    return bytes * kKilobytesPerByte;
+}
 
 }  // namespace
 
@@ -160,9 +162,8 @@ std::int32_t FFStream::ConvertFrame(AVFrame* frame) {
     // The size of the decoder's channel count (not the output's) with FFmpeg's
     // default alignment: the block appended for each frame is this long, its tail
     // being whatever the scratch buffer holds beyond the converted samples.
-    const int size = converted > 0
-                         ? av_samples_get_buffer_size(nullptr, channels, converted, outFormat, 0)
-                         : 0;
+    const int size =
+        converted > 0 ? av_samples_get_buffer_size(nullptr, channels, converted, outFormat, 0) : 0;
     kep::Debug()("FFStream: Frame decoded. Size: {:.2f} KB", Kilobytes(size));
     return std::max(size, 0);
 }

@@ -43,8 +43,7 @@ int RunInfo(HostContext& context, std::span<const std::string> args) {
                             inspector->DescribeSound(name, description);
         if (loaded) {
             fmt::print("{}: format {:#x}, {} Hz, {} bytes, {} s\n", file, description.alFormat,
-                       description.sampleRate, description.byteSize,
-                       description.durationSeconds);
+                       description.sampleRate, description.byteSize, description.durationSeconds);
         } else {
             fmt::print("{}: failed\n", file);
             allLoaded = false;

@@ -11,6 +11,9 @@ namespace {
 // buffer's order differs from the machine's.
 void copy_elements(std::uint8_t* to, const std::uint8_t* from, std::size_t count,
                    std::size_t width, byte_order order) {
+    if (count == 0) {
+        return;  // an empty buffer may have no storage at all
+    }
     if (width <= 1 || order == native_byte_order()) {
         std::memcpy(to, from, count * width);
         return;

@@ -32,9 +32,10 @@ protected:
 // FFmpeg's default alignment pads to 800: 11040 frames of 4 bytes.
 TEST_F(LoaderOnTheDouble, GeneratesChecksAndFillsOneBuffer) {
     EXPECT_EQ(PutSoundIntoBuffer(registry, "door", MediaPath("pcm_s16_stereo.wav")), "door");
-    EXPECT_EQ(aldouble::Calls(), (std::vector<std::string>{
-                                     "alGenBuffers(1)", "alGetError()", "alGetError()",
-                                     "alBufferData(1, 0x1103, ptr, 44160, 44100)", "alGetError()"}));
+    EXPECT_EQ(
+        aldouble::Calls(),
+        (std::vector<std::string>{"alGenBuffers(1)", "alGetError()", "alGetError()",
+                                  "alBufferData(1, 0x1103, ptr, 44160, 44100)", "alGetError()"}));
     EXPECT_EQ(registry.FindBuffer("door"), 1u);
     const auto buffer = aldouble::GetBuffer(1);
     ASSERT_TRUE(buffer);
@@ -56,7 +57,8 @@ TEST_F(LoaderOnTheDouble, RefusedDataIsReportedAndTheBufferDeleted) {
     EXPECT_EQ(capture.lines(MessageLevel::Error),
               std::vector<std::string>{
                   "SoundSystem::OpenAL::Put sound into buffer: Invalid enum parameter value."});
-    EXPECT_EQ(aldouble::CallsTo("alDeleteBuffers"), std::vector<std::string>{"alDeleteBuffers(1, [1])"});
+    EXPECT_EQ(aldouble::CallsTo("alDeleteBuffers"),
+              std::vector<std::string>{"alDeleteBuffers(1, [1])"});
     EXPECT_TRUE(aldouble::Buffers().empty());
     EXPECT_TRUE(registry.buffersByName.empty());
     EXPECT_TRUE(registry.pathsByName.empty());
@@ -70,7 +72,8 @@ TEST_F(LoaderOnTheDouble, RefusedDataAlsoErasesTheNamesEarlierEntries) {
     EXPECT_TRUE(registry.pathsByName.empty());
     // The first buffer is forgotten, not deleted; the second is deleted.
     EXPECT_EQ(aldouble::Buffers(), std::vector<ALuint>{1});
-    EXPECT_EQ(aldouble::CallsTo("alDeleteBuffers"), std::vector<std::string>{"alDeleteBuffers(1, [2])"});
+    EXPECT_EQ(aldouble::CallsTo("alDeleteBuffers"),
+              std::vector<std::string>{"alDeleteBuffers(1, [2])"});
 }
 
 TEST_F(LoaderOnTheDouble, SecondLoadUnderTheSameNameFillsABufferNobodyRecords) {
@@ -90,9 +93,10 @@ TEST_F(LoaderOnTheDouble, DecoderFailureMakesNoOpenAlCall) {
     const std::string path = MediaPath("not_media.txt");
     EXPECT_EQ(PutSoundIntoBuffer(registry, "door", path), "");
     EXPECT_TRUE(aldouble::Calls().empty());
-    EXPECT_EQ(capture.lines(MessageLevel::Error),
-              std::vector<std::string>{"SoundSystem: Failed to load " + path + " error: Failed to open " +
-                                       path + ". Error: Invalid data found when processing input"});
+    EXPECT_EQ(
+        capture.lines(MessageLevel::Error),
+        std::vector<std::string>{"SoundSystem: Failed to load " + path + " error: Failed to open " +
+                                 path + ". Error: Invalid data found when processing input"});
 }
 
 }  // namespace

@@ -40,7 +40,9 @@ const Lines kDoubleOffered = {DebugLine("FFStream: Destination format is float 6
                               DebugLine("FFStream: OpenAL Device supports float 64 bit")};
 const Lines kDoubleMissing = {DebugLine("FFStream: Destination format is float 64 bit")};
 
-kep::LoggedLine Select(std::string text) { return InfoLine("FFStream: Select " + text); }
+kep::LoggedLine Select(std::string text) {
+    return InfoLine("FFStream: Select " + text);
+}
 kep::LoggedLine To16Bit(std::string formatMaskChannels) {
     return WarningLine("FFStream: sample format " + formatMaskChannels +
                        " not supported downsampling to 16 bit");
@@ -68,7 +70,9 @@ struct SelectionCase {
     std::optional<Output> output;  // none: refused with "Format configuration not found"
 };
 
-void PrintTo(const SelectionCase& selectionCase, std::ostream* out) { *out << selectionCase.label; }
+void PrintTo(const SelectionCase& selectionCase, std::ostream* out) {
+    *out << selectionCase.label;
+}
 
 constexpr auto U8 = AV_SAMPLE_FMT_U8;
 constexpr auto S16 = AV_SAMPLE_FMT_S16;
@@ -113,25 +117,38 @@ const SelectionCase kCases[] = {
      Output{AL_FORMAT_STEREO_FLOAT32, 8, FLT, 2, Tone}},
     // Without AL_EXT_DOUBLE double sources go the signed 32-bit way to float.
     {"NoDouble_DoubleStereo", kNoDouble, "pcm_f64_stereo.wav",
-     Concat({kDoubleMissing, {To32Bit("4 3 2")}, kSigned32, kFloatOffered,
+     Concat({kDoubleMissing,
+             {To32Bit("4 3 2")},
+             kSigned32,
+             kFloatOffered,
              {Select("stereo float32")}}),
      Output{AL_FORMAT_STEREO_FLOAT32, 8, FLT, 2, Tone}},
     {"NoDouble_DoubleMono", kNoDouble, "pcm_f64_mono.wav",
-     Concat({kDoubleMissing, {To32Bit("4 4 1")}, kSigned32, kFloatOffered,
-             {Select("mono float32")}}),
+     Concat(
+         {kDoubleMissing, {To32Bit("4 4 1")}, kSigned32, kFloatOffered, {Select("mono float32")}}),
      Output{AL_FORMAT_MONO_FLOAT32, 4, FLT, 1, Tone}},
     {"NoDouble_Double51Side", kNoDouble, "pcm_f64_5.1side.wav",
-     Concat({kDoubleMissing, {To32Bit("4 60f 6")}, kSigned32, kFloatOffered,
-             {Select("5.1 32 bit")}}),
+     Concat(
+         {kDoubleMissing, {To32Bit("4 60f 6")}, kSigned32, kFloatOffered, {Select("5.1 32 bit")}}),
      Output{AL_FORMAT_51CHN32, 24, FLT, 6, Tone}},
     {"NoDouble_DoubleUnnamedStereo", kNoDouble, "pcm_f64_2c.mkv",
-     Concat({kDoubleMissing, {To32Bit("4 0 2")}, kSigned32, kFloatOffered, {To16Bit("4 0 2")},
-             kSigned16, {Select("stereo 16 bit")}}),
+     Concat({kDoubleMissing,
+             {To32Bit("4 0 2")},
+             kSigned32,
+             kFloatOffered,
+             {To16Bit("4 0 2")},
+             kSigned16,
+             {Select("stereo 16 bit")}}),
      Output{AL_FORMAT_STEREO16, 4, S16, 2, Tone}},
     // With none of the extensions: 8 and 16 bit, mono or stereo.
     {"None_DoubleStereo", kNone, "pcm_f64_stereo.wav",
-     Concat({kDoubleMissing, {To32Bit("4 3 2")}, kSigned32, kFloatMissing, {To16Bit("4 3 2")},
-             kSigned16, {Select("stereo 16 bit")}}),
+     Concat({kDoubleMissing,
+             {To32Bit("4 3 2")},
+             kSigned32,
+             kFloatMissing,
+             {To16Bit("4 3 2")},
+             kSigned16,
+             {Select("stereo 16 bit")}}),
      Output{AL_FORMAT_STEREO16, 4, S16, 2, Tone}},
     {"None_Unsigned851", kNone, "pcm_u8_5.1.wav", Concat({kUnsigned8, {Select("mono 8 bit")}}),
      Output{AL_FORMAT_MONO8, 1, U8, 1, MixedDown}},
@@ -219,10 +236,9 @@ protected:
 TEST_F(FormatSelectionQueries, MultichannelFloatAsksForFloatThenMultichannelThenTheFormat) {
     aldouble::SetEnumValue("AL_FORMAT_51CHN32", 0x7777);
     FFStream stream(MediaPath("pcm_f32_5.1.wav"));
-    EXPECT_EQ(aldouble::Calls(), (std::vector<std::string>{
-                                     "alIsExtensionPresent(AL_EXT_FLOAT32)",
-                                     "alIsExtensionPresent(AL_EXT_MCFORMATS)",
-                                     "alGetEnumValue(AL_FORMAT_51CHN32)"}));
+    EXPECT_EQ(aldouble::Calls(), (std::vector<std::string>{"alIsExtensionPresent(AL_EXT_FLOAT32)",
+                                                           "alIsExtensionPresent(AL_EXT_MCFORMATS)",
+                                                           "alGetEnumValue(AL_FORMAT_51CHN32)"}));
     // The device's value is stored unchecked.
     EXPECT_EQ(stream.GetAlBufferFormat().alFormat, 0x7777u);
 }
@@ -240,9 +256,9 @@ TEST_F(FormatSelectionQueries, SixteenBitAsksNothing) {
 
 TEST_F(FormatSelectionQueries, DoubleLooksUpItsEnumeratorBeforeItIsRefused) {
     EXPECT_EQ(ConstructionError(MediaPath("pcm_f64_stereo.wav")), "Format configuration not found");
-    EXPECT_EQ(aldouble::Calls(), (std::vector<std::string>{
-                                     "alIsExtensionPresent(AL_EXT_DOUBLE)",
-                                     "alGetEnumValue(AL_FORMAT_STEREO_DOUBLE_EXT)"}));
+    EXPECT_EQ(aldouble::Calls(),
+              (std::vector<std::string>{"alIsExtensionPresent(AL_EXT_DOUBLE)",
+                                        "alGetEnumValue(AL_FORMAT_STEREO_DOUBLE_EXT)"}));
 }
 
 }  // namespace

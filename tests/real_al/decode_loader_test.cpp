@@ -74,10 +74,11 @@ TEST_F(PuttingASoundIntoABuffer, MissingFileIsLoggedAndNothingRegistered) {
 TEST_F(PuttingASoundIntoABuffer, RefusedFormatIsLoggedWithTheDecodersReason) {
     const std::string path = MediaPath("pcm_f64_stereo.wav");
     EXPECT_EQ(PutSoundIntoBuffer(registry, "door", path), "");
-    EXPECT_EQ(capture.lines(MessageLevel::Error),
-              (std::vector<std::string>{
-                  "FFStream: Ambisonic sound not supported by the sound plug-in or unknown format",
-                  "SoundSystem: Failed to load " + path + " error: Format configuration not found"}));
+    EXPECT_EQ(
+        capture.lines(MessageLevel::Error),
+        (std::vector<std::string>{
+            "FFStream: Ambisonic sound not supported by the sound plug-in or unknown format",
+            "SoundSystem: Failed to load " + path + " error: Format configuration not found"}));
     EXPECT_TRUE(registry.buffersByName.empty());
 }
 

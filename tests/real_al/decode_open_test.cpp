@@ -42,15 +42,17 @@ TEST_F(OpeningASoundFile, FileCutBeforeItsIndexFailsWithFFmpegErrorText) {
 
 TEST_F(OpeningASoundFile, FileWithOnlyVideoHasNoSuitableCodec) {
     EXPECT_EQ(ConstructionError(MediaPath("video_only.mp4")), "Codec configuration failed");
-    EXPECT_EQ(capture.lines(), (std::vector<kep::LoggedLine>{
-                                   ErrorLine("Couldn't find any suitable codec for the file")}));
+    EXPECT_EQ(
+        capture.lines(),
+        (std::vector<kep::LoggedLine>{ErrorLine("Couldn't find any suitable codec for the file")}));
 }
 
 TEST_F(OpeningASoundFile, VideoFileDecodesItsAudioStream) {
     const std::string path = MediaPath("video_with_audio.mkv");
     const ReferenceDecoding reference = DecodeWithFFmpeg(path);
     FFStream stream(path);
-    EXPECT_TRUE(capture.contains(MessageLevel::Info, "FFStream: Find format pcm_s16le with rate 44100"));
+    EXPECT_TRUE(
+        capture.contains(MessageLevel::Info, "FFStream: Find format pcm_s16le with rate 44100"));
     EXPECT_EQ(stream.GetAlBufferFormat().alFormat, static_cast<std::uint32_t>(AL_FORMAT_STEREO16));
     EXPECT_TRUE(PcmHoldsTone(stream.GetPcm(), AV_SAMPLE_FMT_S16, 2, 2, reference.frameSamples,
                              reference.sampleRate, 2.0 / 32768));
@@ -62,7 +64,8 @@ TEST_F(OpeningASoundFile, AudioStreamWithoutDecoderIsSkipped) {
     const std::string path = MediaPath("first_audio_undecodable.avi");
     const ReferenceDecoding reference = DecodeWithFFmpeg(path);
     FFStream stream(path);
-    EXPECT_TRUE(capture.contains(MessageLevel::Info, "FFStream: Find format pcm_s16le with rate 44100"));
+    EXPECT_TRUE(
+        capture.contains(MessageLevel::Info, "FFStream: Find format pcm_s16le with rate 44100"));
     EXPECT_EQ(stream.GetAlBufferFormat().sampleRate, 44100u);
     EXPECT_EQ(stream.GetAlBufferFormat().alFormat, static_cast<std::uint32_t>(AL_FORMAT_MONO16));
     EXPECT_TRUE(PcmHoldsTone(stream.GetPcm(), AV_SAMPLE_FMT_S16, 1, 1, reference.frameSamples,
@@ -72,10 +75,9 @@ TEST_F(OpeningASoundFile, AudioStreamWithoutDecoderIsSkipped) {
 TEST_F(OpeningASoundFile, Planar16BitSourceIsRefused) {
     const std::string path = MediaPath("ima_adpcm_mono.wav");
     EXPECT_EQ(ConstructionError(path), "Format configuration not found");
-    EXPECT_EQ(capture.lines(),
-              (std::vector<kep::LoggedLine>{
-                  InfoLine("FFStream: Find format adpcm_ima_wav with rate 44100"),
-                  ErrorLine("FFStream: unknown sample format 6")}));
+    EXPECT_EQ(capture.lines(), (std::vector<kep::LoggedLine>{
+                                   InfoLine("FFStream: Find format adpcm_ima_wav with rate 44100"),
+                                   ErrorLine("FFStream: unknown sample format 6")}));
 }
 
 TEST_F(OpeningASoundFile, LoadedFileIsAnnouncedWithItsPath) {

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "support/DecodeTesting.h"
-#include "support/TestMedia.h"
 #include "decode/FFStream.h"
 #include "kep/Messages.h"
 #include "real_al/decode_al_context.h"
+#include "support/DecodeTesting.h"
+#include "support/TestMedia.h"
 
 namespace {
 
@@ -51,7 +51,9 @@ struct FormatCase {
     std::optional<Output> output;  // none: the file is refused
 };
 
-void PrintTo(const FormatCase& formatCase, std::ostream* out) { *out << formatCase.file; }
+void PrintTo(const FormatCase& formatCase, std::ostream* out) {
+    *out << formatCase.file;
+}
 
 constexpr auto U8 = AV_SAMPLE_FMT_U8;
 constexpr auto S16 = AV_SAMPLE_FMT_S16;
@@ -59,11 +61,15 @@ constexpr auto FLT = AV_SAMPLE_FMT_FLT;
 constexpr auto Tone = Samples::Tone;
 constexpr auto MixedDown = Samples::MixedDown;
 
-Lines Then(const Lines& prefix, kep::LoggedLine last) { return Concat({prefix, {last}}); }
+Lines Then(const Lines& prefix, kep::LoggedLine last) {
+    return Concat({prefix, {last}});
+}
 Lines Then(const Lines& prefix, kep::LoggedLine select, kep::LoggedLine error) {
     return Concat({prefix, {select, error}});
 }
-kep::LoggedLine Select(std::string text) { return InfoLine("FFStream: Select " + text); }
+kep::LoggedLine Select(std::string text) {
+    return InfoLine("FFStream: Select " + text);
+}
 kep::LoggedLine LayoutRefused(int channels) {
     return ErrorLine("FFStream: Layout with " + std::to_string(channels) +
                      " channels not supported");
@@ -71,37 +77,63 @@ kep::LoggedLine LayoutRefused(int channels) {
 
 const FormatCase kCases[] = {
     // 8 bit: multichannel formats where the device has them, else mono or stereo.
-    {"pcm_u8_mono.wav", Then(kUnsigned8, Select("mono 8 bit")), Output{AL_FORMAT_MONO8, 1, U8, 1, Tone}},
-    {"pcm_u8_stereo.wav", Then(kUnsigned8, Select("stereo 8 bit")), Output{AL_FORMAT_STEREO8, 2, U8, 2, Tone}},
-    {"pcm_u8_3.0.wav", Then(kUnsigned8, Select("mono 8 bit")), Output{AL_FORMAT_MONO8, 1, U8, 1, MixedDown}},
-    {"pcm_u8_quad.wav", Then(kUnsigned8, Select("quad 8 bit")), Output{AL_FORMAT_QUAD8, 4, U8, 4, Tone}},
-    {"pcm_u8_5.1.wav", Then(kUnsigned8, Select("5.1 8 bit")), Output{AL_FORMAT_51CHN8, 6, U8, 6, Tone}},
-    {"pcm_u8_5.1side.wav", Then(kUnsigned8, Select("5.1 8 bit")), Output{AL_FORMAT_51CHN8, 6, U8, 6, Tone}},
-    {"pcm_u8_7.1.wav", Then(kUnsigned8, Select("7.1 8 bit")), Output{AL_FORMAT_71CHN8, 8, U8, 8, Tone}},
+    {"pcm_u8_mono.wav", Then(kUnsigned8, Select("mono 8 bit")),
+     Output{AL_FORMAT_MONO8, 1, U8, 1, Tone}},
+    {"pcm_u8_stereo.wav", Then(kUnsigned8, Select("stereo 8 bit")),
+     Output{AL_FORMAT_STEREO8, 2, U8, 2, Tone}},
+    {"pcm_u8_3.0.wav", Then(kUnsigned8, Select("mono 8 bit")),
+     Output{AL_FORMAT_MONO8, 1, U8, 1, MixedDown}},
+    {"pcm_u8_quad.wav", Then(kUnsigned8, Select("quad 8 bit")),
+     Output{AL_FORMAT_QUAD8, 4, U8, 4, Tone}},
+    {"pcm_u8_5.1.wav", Then(kUnsigned8, Select("5.1 8 bit")),
+     Output{AL_FORMAT_51CHN8, 6, U8, 6, Tone}},
+    {"pcm_u8_5.1side.wav", Then(kUnsigned8, Select("5.1 8 bit")),
+     Output{AL_FORMAT_51CHN8, 6, U8, 6, Tone}},
+    {"pcm_u8_7.1.wav", Then(kUnsigned8, Select("7.1 8 bit")),
+     Output{AL_FORMAT_71CHN8, 8, U8, 8, Tone}},
     // 16 bit: stereo stays, everything else is mixed down to mono.
-    {"pcm_s16_mono.wav", Then(kSigned16, Select("mono 16 bit")), Output{AL_FORMAT_MONO16, 2, S16, 1, Tone}},
-    {"pcm_s16_stereo.wav", Then(kSigned16, Select("stereo 16 bit")), Output{AL_FORMAT_STEREO16, 4, S16, 2, Tone}},
-    {"pcm_s16_3.0.wav", Then(kSigned16, Select("mono 16 bit")), Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
-    {"pcm_s16_quad.wav", Then(kSigned16, Select("mono 16 bit")), Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
-    {"pcm_s16_5.1.wav", Then(kSigned16, Select("mono 16 bit")), Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
-    {"pcm_s16_5.1side.wav", Then(kSigned16, Select("mono 16 bit")), Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
-    {"pcm_s16_7.1.wav", Then(kSigned16, Select("mono 16 bit")), Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
+    {"pcm_s16_mono.wav", Then(kSigned16, Select("mono 16 bit")),
+     Output{AL_FORMAT_MONO16, 2, S16, 1, Tone}},
+    {"pcm_s16_stereo.wav", Then(kSigned16, Select("stereo 16 bit")),
+     Output{AL_FORMAT_STEREO16, 4, S16, 2, Tone}},
+    {"pcm_s16_3.0.wav", Then(kSigned16, Select("mono 16 bit")),
+     Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
+    {"pcm_s16_quad.wav", Then(kSigned16, Select("mono 16 bit")),
+     Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
+    {"pcm_s16_5.1.wav", Then(kSigned16, Select("mono 16 bit")),
+     Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
+    {"pcm_s16_5.1side.wav", Then(kSigned16, Select("mono 16 bit")),
+     Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
+    {"pcm_s16_7.1.wav", Then(kSigned16, Select("mono 16 bit")),
+     Output{AL_FORMAT_MONO16, 2, S16, 1, MixedDown}},
     // Signed 32 bit ends as float 32.
-    {"pcm_s32_mono.wav", Then(kSigned32, Select("mono float32")), Output{AL_FORMAT_MONO_FLOAT32, 4, FLT, 1, Tone}},
-    {"pcm_s32_stereo.wav", Then(kSigned32, Select("stereo float32")), Output{AL_FORMAT_STEREO_FLOAT32, 8, FLT, 2, Tone}},
+    {"pcm_s32_mono.wav", Then(kSigned32, Select("mono float32")),
+     Output{AL_FORMAT_MONO_FLOAT32, 4, FLT, 1, Tone}},
+    {"pcm_s32_stereo.wav", Then(kSigned32, Select("stereo float32")),
+     Output{AL_FORMAT_STEREO_FLOAT32, 8, FLT, 2, Tone}},
     {"pcm_s32_3.0.wav", Then(kSigned32, LayoutRefused(3)), std::nullopt},
-    {"pcm_s32_quad.wav", Then(kSigned32, Select("quad 32 bit")), Output{AL_FORMAT_QUAD32, 16, FLT, 4, Tone}},
-    {"pcm_s32_5.1.wav", Then(kSigned32, Select("5.1 32 bit")), Output{AL_FORMAT_51CHN32, 24, FLT, 6, Tone}},
-    {"pcm_s32_5.1side.wav", Then(kSigned32, Select("5.1 32 bit")), Output{AL_FORMAT_51CHN32, 24, FLT, 6, Tone}},
-    {"pcm_s32_7.1.wav", Then(kSigned32, Select("7.1 32 bit")), Output{AL_FORMAT_71CHN32, 32, FLT, 8, Tone}},
+    {"pcm_s32_quad.wav", Then(kSigned32, Select("quad 32 bit")),
+     Output{AL_FORMAT_QUAD32, 16, FLT, 4, Tone}},
+    {"pcm_s32_5.1.wav", Then(kSigned32, Select("5.1 32 bit")),
+     Output{AL_FORMAT_51CHN32, 24, FLT, 6, Tone}},
+    {"pcm_s32_5.1side.wav", Then(kSigned32, Select("5.1 32 bit")),
+     Output{AL_FORMAT_51CHN32, 24, FLT, 6, Tone}},
+    {"pcm_s32_7.1.wav", Then(kSigned32, Select("7.1 32 bit")),
+     Output{AL_FORMAT_71CHN32, 32, FLT, 8, Tone}},
     // Float 32: multichannel formats, mono and stereo; other layouts are refused.
-    {"pcm_f32_mono.wav", Then(kFloat, Select("mono float32")), Output{AL_FORMAT_MONO_FLOAT32, 4, FLT, 1, Tone}},
-    {"pcm_f32_stereo.wav", Then(kFloat, Select("stereo float32")), Output{AL_FORMAT_STEREO_FLOAT32, 8, FLT, 2, Tone}},
+    {"pcm_f32_mono.wav", Then(kFloat, Select("mono float32")),
+     Output{AL_FORMAT_MONO_FLOAT32, 4, FLT, 1, Tone}},
+    {"pcm_f32_stereo.wav", Then(kFloat, Select("stereo float32")),
+     Output{AL_FORMAT_STEREO_FLOAT32, 8, FLT, 2, Tone}},
     {"pcm_f32_3.0.wav", Then(kFloat, LayoutRefused(3)), std::nullopt},
-    {"pcm_f32_quad.wav", Then(kFloat, Select("quad 32 bit")), Output{AL_FORMAT_QUAD32, 16, FLT, 4, Tone}},
-    {"pcm_f32_5.1.wav", Then(kFloat, Select("5.1 32 bit")), Output{AL_FORMAT_51CHN32, 24, FLT, 6, Tone}},
-    {"pcm_f32_5.1side.wav", Then(kFloat, Select("5.1 32 bit")), Output{AL_FORMAT_51CHN32, 24, FLT, 6, Tone}},
-    {"pcm_f32_7.1.wav", Then(kFloat, Select("7.1 32 bit")), Output{AL_FORMAT_71CHN32, 32, FLT, 8, Tone}},
+    {"pcm_f32_quad.wav", Then(kFloat, Select("quad 32 bit")),
+     Output{AL_FORMAT_QUAD32, 16, FLT, 4, Tone}},
+    {"pcm_f32_5.1.wav", Then(kFloat, Select("5.1 32 bit")),
+     Output{AL_FORMAT_51CHN32, 24, FLT, 6, Tone}},
+    {"pcm_f32_5.1side.wav", Then(kFloat, Select("5.1 32 bit")),
+     Output{AL_FORMAT_51CHN32, 24, FLT, 6, Tone}},
+    {"pcm_f32_7.1.wav", Then(kFloat, Select("7.1 32 bit")),
+     Output{AL_FORMAT_71CHN32, 32, FLT, 8, Tone}},
     // A float stream in no native order falls back to 16 bit.
     {"pcm_f32_2c.mkv",
      Concat({kFloat,

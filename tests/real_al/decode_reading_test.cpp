@@ -39,12 +39,14 @@ TEST_F(DecodingAFile, ReaderAndDecoderReportEveryPacketAndFrame) {
 
     // The reader's and the decoder's lines interleave; each thread's are in order.
     const std::vector<std::string> packetsRead = {
-        "FFStream: Packet read. Size: 4.00 KB", "FFStream: Packet read. Size: 4.00 KB",
-        "FFStream: Packet read. Size: 4.00 KB", "FFStream: Packet read. Size: 4.00 KB",
-        "FFStream: Packet read. Size: 4.00 KB", "FFStream: Packet read. Size: 1.53 KB",
+        "FFStream: Packet read. Size: 4.00 KB",
+        "FFStream: Packet read. Size: 4.00 KB",
+        "FFStream: Packet read. Size: 4.00 KB",
+        "FFStream: Packet read. Size: 4.00 KB",
+        "FFStream: Packet read. Size: 4.00 KB",
+        "FFStream: Packet read. Size: 1.53 KB",
         "FFStream: Read stream completed. Packet count: 6. Total size: 21.53 KB."};
-    EXPECT_EQ(LinesStartingWith(capture, MessageLevel::Debug, "FFStream: Packet read")
-                  .size() + 1,
+    EXPECT_EQ(LinesStartingWith(capture, MessageLevel::Debug, "FFStream: Packet read").size() + 1,
               packetsRead.size());
     std::vector<std::string> readerLines =
         LinesStartingWith(capture, MessageLevel::Debug, "FFStream: Packet read");
@@ -55,9 +57,12 @@ TEST_F(DecodingAFile, ReaderAndDecoderReportEveryPacketAndFrame) {
     EXPECT_EQ(readerLines, packetsRead);
 
     const std::vector<std::string> decoderLines = {
-        "FFStream: Samples realloc. Size: 4.00 KB",  "FFStream: Frame decoded. Size: 4.00 KB",
-        "FFStream: Frame decoded. Size: 4.00 KB",    "FFStream: Frame decoded. Size: 4.00 KB",
-        "FFStream: Frame decoded. Size: 4.00 KB",    "FFStream: Frame decoded. Size: 4.00 KB",
+        "FFStream: Samples realloc. Size: 4.00 KB",
+        "FFStream: Frame decoded. Size: 4.00 KB",
+        "FFStream: Frame decoded. Size: 4.00 KB",
+        "FFStream: Frame decoded. Size: 4.00 KB",
+        "FFStream: Frame decoded. Size: 4.00 KB",
+        "FFStream: Frame decoded. Size: 4.00 KB",
         "FFStream: Frame decoded. Size: 1.56 KB",
         "FFStream: Decode stream completed. Total size: 21.56 KB"};
     std::vector<std::string> decoded;
@@ -87,10 +92,11 @@ TEST_F(DecodingAFile, EmptyAudioStreamGivesNoSamples) {
     FFStream stream(MediaPath("empty_audio.wav"));
     EXPECT_TRUE(stream.GetPcm().empty());
     EXPECT_EQ(stream.GetAlBufferFormat().alFormat, static_cast<std::uint32_t>(AL_FORMAT_MONO16));
-    EXPECT_TRUE(capture.contains(
-        MessageLevel::Debug, "FFStream: Read stream completed. Packet count: 0. Total size: 0.00 KB."));
     EXPECT_TRUE(
-        capture.contains(MessageLevel::Debug, "FFStream: Decode stream completed. Total size: 0.00 KB"));
+        capture.contains(MessageLevel::Debug,
+                         "FFStream: Read stream completed. Packet count: 0. Total size: 0.00 KB."));
+    EXPECT_TRUE(capture.contains(MessageLevel::Debug,
+                                 "FFStream: Decode stream completed. Total size: 0.00 KB"));
 }
 
 TEST_F(DecodingAFile, FileCutShortGivesTheSamplesItHolds) {
@@ -111,7 +117,9 @@ struct LossyCase {
     int sampleRate;
 };
 
-void PrintTo(const LossyCase& lossyCase, std::ostream* out) { *out << lossyCase.file; }
+void PrintTo(const LossyCase& lossyCase, std::ostream* out) {
+    *out << lossyCase.file;
+}
 
 class DecodingLossyFile : public WithRealAlContext<testing::TestWithParam<LossyCase>> {};
 

@@ -7,6 +7,9 @@
 
 #include <AL/alc.h>
 
+#include <map>
+#include <string>
+
 #include "support/ByteOrderCases.h"
 #include "support/SoundSystemHarness.h"
 

@@ -13,11 +13,11 @@
 #include <exception>
 #include <initializer_list>
 #include <numbers>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <ostream>
 #include <vector>
 
 #include "decode/FFStream.h"
@@ -56,7 +56,8 @@ inline void KeepFloatSamples(const AVFrame& frame, int channels, std::vector<dou
         for (int channel = 0; channel < channels; ++channel) {
             const float* plane = reinterpret_cast<const float*>(
                 frame.extended_data[format == AV_SAMPLE_FMT_FLTP ? channel : 0]);
-            interleaved.push_back(format == AV_SAMPLE_FMT_FLTP ? plane[i] : plane[i * channels + channel]);
+            interleaved.push_back(format == AV_SAMPLE_FMT_FLTP ? plane[i]
+                                                               : plane[i * channels + channel]);
         }
     }
 }
@@ -110,7 +111,9 @@ inline ReferenceDecoding DecodeWithFFmpeg(const std::string& path) {
 
 // FFmpeg's default alignment (used by the decoder's size computations) pads every
 // converted frame to a whole number of 32 samples.
-inline int PaddedSamples(int samples) { return (samples + 31) / 32 * 32; }
+inline int PaddedSamples(int samples) {
+    return (samples + 31) / 32 * 32;
+}
 
 // The bytes the decoder appends for these frames: per frame, the padded sample
 // count times the decoder's channel count times the output sample size.
@@ -118,7 +121,8 @@ inline std::size_t DecodedByteCount(const std::vector<int>& frameSamples, int de
                                     int outSampleBytes) {
     std::size_t bytes = 0;
     for (int samples : frameSamples) {
-        bytes += static_cast<std::size_t>(PaddedSamples(samples)) * decoderChannels * outSampleBytes;
+        bytes +=
+            static_cast<std::size_t>(PaddedSamples(samples)) * decoderChannels * outSampleBytes;
     }
     return bytes;
 }
@@ -160,7 +164,8 @@ testing::AssertionResult PcmMatches(const std::vector<std::uint8_t>& pcm, AVSamp
     const int sampleBytes = av_get_bytes_per_sample(format);
     const std::size_t expectedSize = DecodedByteCount(frameSamples, decoderChannels, sampleBytes);
     if (pcm.size() != expectedSize) {
-        return testing::AssertionFailure() << "PCM size " << pcm.size() << " is not " << expectedSize;
+        return testing::AssertionFailure()
+               << "PCM size " << pcm.size() << " is not " << expectedSize;
     }
     std::int64_t totalSamples = 0;
     for (int samples : frameSamples) {
@@ -175,7 +180,8 @@ testing::AssertionResult PcmMatches(const std::vector<std::uint8_t>& pcm, AVSamp
             }
             for (int channel = 0; channel < outChannels; ++channel) {
                 const std::size_t offset =
-                    blockStart + (static_cast<std::size_t>(i) * outChannels + channel) * sampleBytes;
+                    blockStart +
+                    (static_cast<std::size_t>(i) * outChannels + channel) * sampleBytes;
                 const double actual = SampleAt(pcm.data() + offset, format);
                 const double wanted = expected(channel, sampleIndex);
                 if (std::abs(actual - wanted) > tolerance) {
@@ -185,7 +191,8 @@ testing::AssertionResult PcmMatches(const std::vector<std::uint8_t>& pcm, AVSamp
                 }
             }
         }
-        blockStart += static_cast<std::size_t>(PaddedSamples(samples)) * decoderChannels * sampleBytes;
+        blockStart +=
+            static_cast<std::size_t>(PaddedSamples(samples)) * decoderChannels * sampleBytes;
     }
     return testing::AssertionSuccess();
 }
@@ -194,11 +201,13 @@ testing::AssertionResult PcmMatches(const std::vector<std::uint8_t>& pcm, AVSamp
 inline testing::AssertionResult PcmHoldsTone(const std::vector<std::uint8_t>& pcm,
                                              AVSampleFormat format, int outChannels,
                                              int decoderChannels,
-                                             const std::vector<int>& frameSamples,
-                                             int sampleRate, double tolerance) {
+                                             const std::vector<int>& frameSamples, int sampleRate,
+                                             double tolerance) {
     return PcmMatches(
         pcm, format, outChannels, decoderChannels, frameSamples,
-        [sampleRate](int channel, std::int64_t index) { return ToneSample(channel, index, sampleRate); },
+        [sampleRate](int channel, std::int64_t index) {
+            return ToneSample(channel, index, sampleRate);
+        },
         tolerance);
 }
 
@@ -213,7 +222,8 @@ inline testing::AssertionResult PcmMatchesReference(const std::vector<std::uint8
     return PcmMatches(
         pcm, format, reference.channels, reference.channels, reference.frameSamples,
         [&reference](int channel, std::int64_t index) {
-            return reference.interleaved[static_cast<std::size_t>(index) * reference.channels + channel];
+            return reference
+                .interleaved[static_cast<std::size_t>(index) * reference.channels + channel];
         },
         tolerance);
 }
@@ -231,10 +241,13 @@ inline std::string ConstructionError(const std::string& path) {
 // The captured lines of the output format selection: everything but the lines about
 // opening, reading and decoding.
 inline std::vector<kep::LoggedLine> SelectionLines(const kep::MessageCapture& capture) {
-    static constexpr std::string_view kOtherLines[] = {
-        "FFStream: Find format ",     "FFStream: Packet read. ", "FFStream: Read stream completed. ",
-        "FFStream: Samples realloc. ", "FFStream: Frame decoded. ", "FFStream: Decode stream completed. ",
-        "FFStream: file "};
+    static constexpr std::string_view kOtherLines[] = {"FFStream: Find format ",
+                                                       "FFStream: Packet read. ",
+                                                       "FFStream: Read stream completed. ",
+                                                       "FFStream: Samples realloc. ",
+                                                       "FFStream: Frame decoded. ",
+                                                       "FFStream: Decode stream completed. ",
+                                                       "FFStream: file "};
     std::vector<kep::LoggedLine> selection;
     for (const kep::LoggedLine& line : capture.lines()) {
         bool other = false;
@@ -249,14 +262,21 @@ inline std::vector<kep::LoggedLine> SelectionLines(const kep::MessageCapture& ca
 }
 
 // Lines as tests write them.
-inline kep::LoggedLine DebugLine(std::string text) { return {kep::MessageLevel::Debug, std::move(text)}; }
-inline kep::LoggedLine InfoLine(std::string text) { return {kep::MessageLevel::Info, std::move(text)}; }
+inline kep::LoggedLine DebugLine(std::string text) {
+    return {kep::MessageLevel::Debug, std::move(text)};
+}
+inline kep::LoggedLine InfoLine(std::string text) {
+    return {kep::MessageLevel::Info, std::move(text)};
+}
 inline kep::LoggedLine WarningLine(std::string text) {
     return {kep::MessageLevel::Warning, std::move(text)};
 }
-inline kep::LoggedLine ErrorLine(std::string text) { return {kep::MessageLevel::Error, std::move(text)}; }
+inline kep::LoggedLine ErrorLine(std::string text) {
+    return {kep::MessageLevel::Error, std::move(text)};
+}
 
-inline std::vector<kep::LoggedLine> Concat(std::initializer_list<std::vector<kep::LoggedLine>> parts) {
+inline std::vector<kep::LoggedLine> Concat(
+    std::initializer_list<std::vector<kep::LoggedLine>> parts) {
     std::vector<kep::LoggedLine> all;
     for (const auto& part : parts) {
         all.insert(all.end(), part.begin(), part.end());

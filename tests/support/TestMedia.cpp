@@ -25,8 +25,9 @@ std::string MediaDir() {
 std::string MediaPath(std::string_view fileName) {
     const std::filesystem::path path = std::filesystem::path(MediaDir()) / fileName;
     if (!std::filesystem::exists(path)) {
-        throw std::runtime_error(fmt::format(
-            "test media file {} is missing: tests/data/make_media.sh does not make it", path.string()));
+        throw std::runtime_error(
+            fmt::format("test media file {} is missing: tests/data/make_media.sh does not make it",
+                        path.string()));
     }
     return path.string();
 }

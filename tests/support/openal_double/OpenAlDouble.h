@@ -32,6 +32,10 @@
 // Names: sources and buffers are numbered separately from 1; a freed name is
 // handed out again, lowest first, as OpenAL Soft does.
 //
+// Simplifications: alcOpenDevice opens any name not made to fail; AL calls work
+// with or without a current context; alSourcePlay makes a source AL_PLAYING, with
+// or without a buffer, until it is stopped (or SetSourceState moves it on).
+//
 // All functions are thread-safe; the model lives until the next Reset.
 
 #include <AL/al.h>
