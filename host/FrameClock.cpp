@@ -7,7 +7,9 @@ namespace {
 
 std::atomic<bool> interrupted{false};
 
-extern "C" void OnInterrupt(int) { interrupted = true; }
+extern "C" void OnInterrupt(int) {
+    interrupted = true;
+}
 
 }  // namespace
 
@@ -33,4 +35,6 @@ std::chrono::duration<double> FrameClock::Elapsed() const {
     return std::chrono::steady_clock::now() - start_;
 }
 
-bool FrameClock::Interrupted() { return interrupted; }
+bool FrameClock::Interrupted() {
+    return interrupted;
+}

@@ -50,7 +50,8 @@ std::optional<PlayOptions> ParsePlayOptions(std::span<const std::string> args) {
         }
     }
     if (options.file.empty()) {
-        fmt::print(stderr, "usage: kep-host play FILE [--at X,Y,Z] [--loop] [--gain G] [--seconds S]\n");
+        fmt::print(stderr,
+                   "usage: kep-host play FILE [--at X,Y,Z] [--loop] [--gain G] [--seconds S]\n");
         return std::nullopt;
     }
     return options;

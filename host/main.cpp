@@ -13,7 +13,8 @@
 
 namespace {
 
-constexpr const char* kUsage = R"(usage: kep-host [--plugins DIR] [--log-level LEVEL] COMMAND [ARGS...]
+constexpr const char* kUsage =
+    R"(usage: kep-host [--plugins DIR] [--log-level LEVEL] COMMAND [ARGS...]
 
 Commands:
   doctor                 load the plug-ins, open the audio device, report

@@ -12,8 +12,7 @@
 #define AL_EVENT_TYPE_SOURCE_STATE_CHANGED_SOFT 0x19A5
 #define AL_EVENT_TYPE_DISCONNECTED_SOFT 0x19A6
 typedef void(AL_APIENTRY* ALEVENTPROCSOFT)(ALenum eventType, ALuint object, ALuint param,
-                                           ALsizei length, const ALchar* message,
-                                           void* userParam);
+                                           ALsizei length, const ALchar* message, void* userParam);
 typedef void(AL_APIENTRY* LPALEVENTCONTROLSOFT)(ALsizei count, const ALenum* types,
                                                 ALboolean enable);
 typedef void(AL_APIENTRY* LPALEVENTCALLBACKSOFT)(ALEVENTPROCSOFT callback, void* userParam);

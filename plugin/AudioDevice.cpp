@@ -23,7 +23,9 @@ EventFunctions LookUpEventFunctions() {
             reinterpret_cast<LPALEVENTCALLBACKSOFT>(alGetProcAddress("alEventCallbackSOFT"))};
 }
 
-const char* OrEmpty(const ALCchar* text) { return text ? text : ""; }
+const char* OrEmpty(const ALCchar* text) {
+    return text ? text : "";
+}
 
 }  // namespace
 

@@ -7,11 +7,17 @@ kep::IUnknown* SoundInspector::QueryInterface(util::type_id interfaceId) {
     return owner_.QueryInterface(interfaceId);
 }
 
-kep::Object* SoundInspector::GetObject() { return owner_.GetObject(); }
+kep::Object* SoundInspector::GetObject() {
+    return owner_.GetObject();
+}
 
-std::shared_ptr<kep::Object> SoundInspector::GetSharedObject() { return owner_.GetSharedObject(); }
+std::shared_ptr<kep::Object> SoundInspector::GetSharedObject() {
+    return owner_.GetSharedObject();
+}
 
-bool SoundInspector::IsDeviceOpen() { return owner_.deviceOpen; }
+bool SoundInspector::IsDeviceOpen() {
+    return owner_.deviceOpen;
+}
 
 std::vector<std::int32_t> SoundInspector::ListSources() {
     std::lock_guard lock(owner_.sourceRegistry.sourcesMutex);

@@ -27,7 +27,9 @@ const std::string& HumanInputTagDescription() {
 
 }  // namespace
 
-SoundSystem::SoundSystem() { flags_ |= kep::PluginFlags::Interactive | kep::PluginFlags::Replicated; }
+SoundSystem::SoundSystem() {
+    flags_ |= kep::PluginFlags::Interactive | kep::PluginFlags::Replicated;
+}
 
 // No OpenAL call here: Stop has closed the device and emptied the registries.
 SoundSystem::~SoundSystem() = default;
@@ -53,13 +55,21 @@ kep::IUnknown* SoundSystem::ResolveInterface(kep::Object* object, util::type_id 
     return self ? self->BasePlugin::QueryInterface(interfaceId) : nullptr;
 }
 
-std::shared_ptr<kep::Object> SoundSystem::GetSharedObject() { return BasePlugin::GetSharedObject(); }
+std::shared_ptr<kep::Object> SoundSystem::GetSharedObject() {
+    return BasePlugin::GetSharedObject();
+}
 
-util::type_id SoundSystem::GetTypeId() const { return util::type_id_of<SoundSystem>(); }
+util::type_id SoundSystem::GetTypeId() const {
+    return util::type_id_of<SoundSystem>();
+}
 
-std::string_view SoundSystem::GetTypeName() const { return kSoundSystemTypeName; }
+std::string_view SoundSystem::GetTypeName() const {
+    return kSoundSystemTypeName;
+}
 
-const uxs::guid& SoundSystem::GetTypeGuid() const { return SoundSystemTypeGuid(); }
+const uxs::guid& SoundSystem::GetTypeGuid() const {
+    return SoundSystemTypeGuid();
+}
 
 std::string_view SoundSystem::GetDisplayName() const {
     static const std::string displayName = Translate("SoundSystem", "Sound System");
@@ -70,7 +80,8 @@ void SoundSystem::DeclareParameters(kep::IProperty& property) {
     if (auto* parameter = DeclareBoundParameter(property, "Volume", &volume)) {
         parameter->setDescription(VolumeDescription());
     }
-    if (auto* parameter = DeclareBoundParameter(property, "PlaySoundOnServer", &playSoundOnServer)) {
+    if (auto* parameter =
+            DeclareBoundParameter(property, "PlaySoundOnServer", &playSoundOnServer)) {
         parameter->setDescription(PlaySoundOnServerDescription());
     }
 }
@@ -78,7 +89,8 @@ void SoundSystem::DeclareParameters(kep::IProperty& property) {
 void SoundSystem::DeclareLocalParameters(kep::IProperty& property,
                                          kep::IComponent::LocalData* localData) {
     if (auto* local = dynamic_cast<LocalParamsData*>(localData)) {
-        if (auto* parameter = DeclareBoundParameter(property, "HumanInputTag", &local->humanInputTag)) {
+        if (auto* parameter =
+                DeclareBoundParameter(property, "HumanInputTag", &local->humanInputTag)) {
             parameter->setDescription(HumanInputTagDescription());
         }
     }
@@ -104,9 +116,13 @@ void SoundSystem::Stop() {
     deviceOpen = false;
 }
 
-void SoundSystem::MarkChanged() { stateChanged.exchange(1); }
+void SoundSystem::MarkChanged() {
+    stateChanged.exchange(1);
+}
 
-std::int64_t SoundSystem::TakeChanged() { return stateChanged.exchange(0); }
+std::int64_t SoundSystem::TakeChanged() {
+    return stateChanged.exchange(0);
+}
 
 std::size_t SoundSystem::PendingCommandCount() {
     std::lock_guard lock(commandMutex);

@@ -61,11 +61,17 @@ IUnknown* SoundProperty::QueryInterface(util::type_id interfaceId) {
     return UserProperty::QueryInterface(interfaceId);
 }
 
-util::type_id SoundProperty::GetTypeId() const { return util::type_id_of<SoundProperty>(); }
+util::type_id SoundProperty::GetTypeId() const {
+    return util::type_id_of<SoundProperty>();
+}
 
-std::string_view SoundProperty::TypeName() { return "sound"; }
+std::string_view SoundProperty::TypeName() {
+    return "sound";
+}
 
-std::string_view SoundProperty::DisplayName() { return Translated("Sound Property"); }
+std::string_view SoundProperty::DisplayName() {
+    return Translated("Sound Property");
+}
 
 void SoundProperty::play() {
     if (sourceId == -1) {

@@ -4,7 +4,9 @@
 
 #include "plugin/AlErrorReport.h"
 
-SoundBufferRegistry::~SoundBufferRegistry() { Clear(); }
+SoundBufferRegistry::~SoundBufferRegistry() {
+    Clear();
+}
 
 ALuint SoundBufferRegistry::FindBuffer(std::string_view name) const {
     auto found = buffersByName.find(name);

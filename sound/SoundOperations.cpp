@@ -48,7 +48,9 @@ bool SoundSystem::CreateSound(std::string_view name, std::string_view fileName) 
     return true;
 }
 
-bool SoundSystem::HasSound(std::string_view name) { return soundRegistry.HasSound(name); }
+bool SoundSystem::HasSound(std::string_view name) {
+    return soundRegistry.HasSound(name);
+}
 
 void SoundSystem::DeleteSound(std::string_view name) {
     soundRegistry.EraseSound(name);
@@ -80,8 +82,7 @@ bool SoundSystem::DeleteSource(std::int32_t sourceId) {
         return true;
     }
     std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (auto found = sourceRegistry.sources.find(sourceId);
-        found != sourceRegistry.sources.end()) {
+    if (auto found = sourceRegistry.sources.find(sourceId); found != sourceRegistry.sources.end()) {
         Source& source = *found->second;
         if (source.started) {
             alSourceStop(source.alSource);

@@ -17,7 +17,9 @@ void ReportIfFailed(const char* operation) {
 
 }  // namespace
 
-Source::Source() { alGenSources(1, &alSource); }
+Source::Source() {
+    alGenSources(1, &alSource);
+}
 
 Source::~Source() {
     alSourceStop(alSource);

@@ -11,7 +11,7 @@ struct SoundBufferRegistry;
 // `started` says the source was told to play; it does not follow OpenAL's state.
 class Source {
 public:
-    Source();  // generates the OpenAL source
+    Source();   // generates the OpenAL source
     ~Source();  // stops and deletes it
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;

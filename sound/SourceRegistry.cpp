@@ -1,14 +1,15 @@
 #include "sound/SourceRegistry.h"
 
-SourceRegistry::~SourceRegistry() { Clear(); }
+SourceRegistry::~SourceRegistry() {
+    Clear();
+}
 
 Source* SourceRegistry::Find(std::int32_t id) {
     auto found = sources.find(id);
     return found == sources.end() ? nullptr : found->second.get();
 }
 
-void SourceRegistry::CreateSourceWithId(std::int32_t id, const osg::Vec3f& position,
-                                        bool looping) {
+void SourceRegistry::CreateSourceWithId(std::int32_t id, const osg::Vec3f& position, bool looping) {
     if (id < 1) {
         return;
     }
@@ -22,9 +23,13 @@ void SourceRegistry::CreateSourceWithId(std::int32_t id, const osg::Vec3f& posit
     sources.emplace(id, std::move(source));  // a duplicate would be destroyed here
 }
 
-void SourceRegistry::Erase(SourceMap::iterator entry) { sources.erase(entry); }
+void SourceRegistry::Erase(SourceMap::iterator entry) {
+    sources.erase(entry);
+}
 
-void SourceRegistry::Clear() { sources.clear(); }
+void SourceRegistry::Clear() {
+    sources.clear();
+}
 
 std::uint32_t& NextSourceId() {
     // Plain, unlocked: ids are unique while CreateSource runs on one thread at a time.

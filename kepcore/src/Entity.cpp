@@ -6,7 +6,9 @@ namespace kep {
 
 Entity::Entity(std::string name) : name_(std::move(name)) {}
 
-Entity::~Entity() { RemoveAll(); }
+Entity::~Entity() {
+    RemoveAll();
+}
 
 Property* Entity::AddProperty(std::shared_ptr<Property> property) {
     if (!property) {

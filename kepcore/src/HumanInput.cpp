@@ -33,7 +33,9 @@ IUnknown* ScriptedCamera::QueryInterface(util::type_id interfaceId) {
     return BasePlugin::QueryInterface(interfaceId);
 }
 
-util::type_id ScriptedCamera::GetTypeId() const { return util::type_id_of<ScriptedCamera>(); }
+util::type_id ScriptedCamera::GetTypeId() const {
+    return util::type_id_of<ScriptedCamera>();
+}
 
 const uxs::guid& ScriptedCamera::GetTypeGuid() const {
     static const uxs::guid typeGuid =

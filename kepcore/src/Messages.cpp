@@ -45,8 +45,8 @@ std::string_view ToString(MessageLevel level) {
 }
 
 bool ParseMessageLevel(std::string_view text, MessageLevel& level) {
-    for (auto candidate : {MessageLevel::Error, MessageLevel::Warning, MessageLevel::Info,
-                           MessageLevel::Debug}) {
+    for (auto candidate :
+         {MessageLevel::Error, MessageLevel::Warning, MessageLevel::Info, MessageLevel::Debug}) {
         if (text == ToString(candidate)) {
             level = candidate;
             return true;
@@ -62,11 +62,17 @@ std::shared_ptr<MessageSink> SetMessageSink(std::shared_ptr<MessageSink> sink) {
     return sink;
 }
 
-void SetMessageLevel(MessageLevel lowestShown) { Routing().lowestShown = lowestShown; }
+void SetMessageLevel(MessageLevel lowestShown) {
+    Routing().lowestShown = lowestShown;
+}
 
-MessageLevel GetMessageLevel() { return Routing().lowestShown; }
+MessageLevel GetMessageLevel() {
+    return Routing().lowestShown;
+}
 
-bool MessageStream::enabled() const { return level_ <= Routing().lowestShown.load(); }
+bool MessageStream::enabled() const {
+    return level_ <= Routing().lowestShown.load();
+}
 
 void MessageStream::write(std::string_view line) const {
     auto& routing = Routing();

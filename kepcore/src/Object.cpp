@@ -71,7 +71,7 @@ std::vector<util::type_id> Object::registeredTypes() {
 Object::IfaceHashTable::IfaceHashTable() = default;
 
 IUnknown* Object::IfaceHashTable::query(Object* object, util::type_id interfaceId,
-                                         Resolver resolver) {
+                                        Resolver resolver) {
     if (!object) {
         return resolver(nullptr, interfaceId);
     }
@@ -80,15 +80,13 @@ IUnknown* Object::IfaceHashTable::query(Object* object, util::type_id interfaceI
         std::lock_guard lock(mutex_);
         auto cached = offsets_.find(interfaceId.value());
         if (cached != offsets_.end()) {
-            return cached->second == kNoAnswer
-                       ? nullptr
-                       : reinterpret_cast<IUnknown*>(base + cached->second);
+            return cached->second == kNoAnswer ? nullptr
+                                               : reinterpret_cast<IUnknown*>(base + cached->second);
         }
     }
     IUnknown* answer = resolver(object, interfaceId);
     std::lock_guard lock(mutex_);
-    offsets_[interfaceId.value()] =
-        answer ? reinterpret_cast<char*>(answer) - base : kNoAnswer;
+    offsets_[interfaceId.value()] = answer ? reinterpret_cast<char*>(answer) - base : kNoAnswer;
     return answer;
 }
 

@@ -30,9 +30,15 @@ void Parameter::notify(std::uint32_t mask) {
 
 namespace detail {
 
-std::string FormatValue(const std::string& value) { return value; }
-std::string FormatValue(bool value) { return value ? "true" : "false"; }
-std::string FormatValue(double value) { return fmt::format("{}", value); }
+std::string FormatValue(const std::string& value) {
+    return value;
+}
+std::string FormatValue(bool value) {
+    return value ? "true" : "false";
+}
+std::string FormatValue(double value) {
+    return fmt::format("{}", value);
+}
 
 bool ParseValue(std::string_view text, std::string& value) {
     value = std::string(text);

@@ -23,7 +23,9 @@ std::string_view ToString(PluginStatus status) {
 }
 
 BasePlugin::BasePlugin()
-    : instanceGuid_(uxs::guid::generate()), entity_("plugin"), property_(std::make_shared<Property>()) {
+    : instanceGuid_(uxs::guid::generate()),
+      entity_("plugin"),
+      property_(std::make_shared<Property>()) {
     property_->SetComponentName("global");
     entity_.AddProperty(property_);
     property_->AddListener(this);
@@ -51,7 +53,9 @@ std::shared_ptr<Object> BasePlugin::GetSharedObject() {
     return std::shared_ptr<Object>(self, self ? static_cast<Object*>(this) : nullptr);
 }
 
-util::type_id BasePlugin::GetPluginEntityTypeId() const { return util::type_id_of<Entity>(); }
+util::type_id BasePlugin::GetPluginEntityTypeId() const {
+    return util::type_id_of<Entity>();
+}
 
 Property* BasePlugin::GetPluginLocalProperty(std::string_view name) {
     auto found = localSlots_.find(name);

@@ -10,7 +10,9 @@ namespace kep {
 
 PluginManager::PluginManager() = default;
 
-PluginManager::~PluginManager() { Clear(); }
+PluginManager::~PluginManager() {
+    Clear();
+}
 
 IUnknown* PluginManager::QueryInterface(util::type_id interfaceId) {
     if (interfaceId == util::type_id_of<ISubsystem>()) {
@@ -31,7 +33,9 @@ IUnknown* PluginManager::QueryInterface(util::type_id interfaceId) {
     return nullptr;
 }
 
-util::type_id PluginManager::GetTypeId() const { return util::type_id_of<PluginManager>(); }
+util::type_id PluginManager::GetTypeId() const {
+    return util::type_id_of<PluginManager>();
+}
 
 std::shared_ptr<IUnknown> PluginManager::FindPlugin(util::type_id interfaceId,
                                                     std::string_view tag) {
@@ -131,8 +135,7 @@ std::shared_ptr<IBasePlugin> PluginManager::AddPlugin(std::shared_ptr<BasePlugin
     return Adopt(std::static_pointer_cast<Object>(plugin), std::move(tag), "kepCore");
 }
 
-std::shared_ptr<IBasePlugin> PluginManager::Adopt(std::shared_ptr<Object> object,
-                                                  std::string tag,
+std::shared_ptr<IBasePlugin> PluginManager::Adopt(std::shared_ptr<Object> object, std::string tag,
                                                   std::string_view libraryName) {
     std::shared_ptr<IBasePlugin> plugin = query_shared<IBasePlugin>(object.get());
     auto* base = dynamic_cast<BasePlugin*>(object.get());

@@ -27,7 +27,9 @@ IUnknown* Property::QueryInterface(util::type_id interfaceId) {
     return Component::QueryInterface(interfaceId);
 }
 
-util::type_id Property::GetTypeId() const { return util::type_id_of<Property>(); }
+util::type_id Property::GetTypeId() const {
+    return util::type_id_of<Property>();
+}
 
 Parameter* Property::CreateParameter(util::type_id parameterType, std::string_view name,
                                      std::uint32_t flags) {
@@ -69,7 +71,9 @@ void Property::RemoveListener(Listener* listener) {
     std::erase(listeners_, listener);
 }
 
-void Property::markChanged(const std::string& name) { changed_.insert(name); }
+void Property::markChanged(const std::string& name) {
+    changed_.insert(name);
+}
 
 void Property::DeliverChanges() {
     // A handler may notify again; those names go out in the next round, not

@@ -9,8 +9,8 @@ namespace {
 
 // Copies `count` elements of `width` bytes, reversing each element when the
 // buffer's order differs from the machine's.
-void copy_elements(std::uint8_t* to, const std::uint8_t* from, std::size_t count,
-                   std::size_t width, byte_order order) {
+void copy_elements(std::uint8_t* to, const std::uint8_t* from, std::size_t count, std::size_t width,
+                   byte_order order) {
     if (count == 0) {
         return;  // an empty buffer may have no storage at all
     }
@@ -54,8 +54,7 @@ basic_iobuf<T>& basic_iobuf<T>::write_with_endian(std::span<const T> bytes, std:
     const std::size_t offset = storage_.size();
     storage_.resize(offset + count * width);
     copy_elements(reinterpret_cast<std::uint8_t*>(storage_.data() + offset),
-                  reinterpret_cast<const std::uint8_t*>(bytes.data()), count, width,
-                  this->order());
+                  reinterpret_cast<const std::uint8_t*>(bytes.data()), count, width, this->order());
     this->reset_view(storage_.data(), storage_.size());
     return *this;
 }

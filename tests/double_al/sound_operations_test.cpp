@@ -141,15 +141,17 @@ TEST_F(SoundOperations, ServerStaysSilentWhenAskedButStillRecordsThePlay) {
 TEST_F(SoundOperations, AFileTheDataManagerDoesNotKnowIsReported) {
     StartReplicating();
     EXPECT_FALSE(system.CreateSound("a", "no/such/file.wav"));
-    EXPECT_EQ(capture.lines(), (std::vector<kep::LoggedLine>{
-                                   {MessageLevel::Error, "Sound file no/such/file.wav not found"}}));
+    EXPECT_EQ(capture.lines(),
+              (std::vector<kep::LoggedLine>{
+                  {MessageLevel::Error, "Sound file no/such/file.wav not found"}}));
     EXPECT_EQ(system.PendingCommandCount(), 0u);
 }
 
 TEST_F(SoundOperations, DeletingAnUnknownSoundDeletesBufferZeroQuietly) {
     StartReplicating();
     system.DeleteSound("ghost");
-    EXPECT_EQ(aldouble::CallsTo("alDeleteBuffers"), (std::vector<std::string>{"alDeleteBuffers(1, [0])"}));
+    EXPECT_EQ(aldouble::CallsTo("alDeleteBuffers"),
+              (std::vector<std::string>{"alDeleteBuffers(1, [0])"}));
     EXPECT_TRUE(capture.lines().empty());
 }
 
@@ -250,7 +252,8 @@ TEST_F(SourcePrimitives, ConeErrorsNameTheirOperation) {
     Source source;
     source.SetCone(-5, 0.5f);  // an angle below 0 is out of range
     EXPECT_TRUE(capture.contains(
-        MessageLevel::Error, "SoundSystem::OpenAL::set sound cone parameters: Invalid enum parameter value."));
+        MessageLevel::Error,
+        "SoundSystem::OpenAL::set sound cone parameters: Invalid enum parameter value."));
 }
 
 struct DurationCase {
@@ -260,7 +263,8 @@ struct DurationCase {
     std::uint32_t seconds;
 };
 
-class SoundDuration : public SourcePrimitives, public ::testing::WithParamInterface<DurationCase> {};
+class SoundDuration : public SourcePrimitives,
+                      public ::testing::WithParamInterface<DurationCase> {};
 
 TEST_P(SoundDuration, IsWholeSecondsRoundedUp) {
     SoundBufferRegistry sounds;

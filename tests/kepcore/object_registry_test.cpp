@@ -50,8 +50,10 @@ public:
 kep::Object::IfaceHashTable Widget::table;
 
 TEST(TypeId, SameNativeNameSameIdentifier) {
-    EXPECT_EQ(util::type_id::from_native_name("P6Widget"), util::type_id::from_native_name("P6Widget"));
-    EXPECT_NE(util::type_id::from_native_name("P6Widget"), util::type_id::from_native_name("P6Gadget"));
+    EXPECT_EQ(util::type_id::from_native_name("P6Widget"),
+              util::type_id::from_native_name("P6Widget"));
+    EXPECT_NE(util::type_id::from_native_name("P6Widget"),
+              util::type_id::from_native_name("P6Gadget"));
     EXPECT_EQ(util::type_id_of<Widget>(), util::type_id::from_native_name(typeid(Widget*).name()));
 }
 

@@ -26,7 +26,10 @@ public:
     void DeclareLocalParameters(kep::IProperty&, kep::IComponent::LocalData* data) override {
         localDeclaredWithOwnData = dynamic_cast<Local*>(data) != nullptr;
     }
-    void Start(bool replicating) override { startedReplicating = replicating; ++starts; }
+    void Start(bool replicating) override {
+        startedReplicating = replicating;
+        ++starts;
+    }
     void Stop() override { ++stops; }
     std::unique_ptr<kep::IComponent::LocalData> CreateLocalData() override {
         return std::make_unique<Local>();

@@ -17,7 +17,8 @@ TEST_P(AlErrorReport, WritesOneErrorLineWithTheCodesText) {
     ReportAlError("X", GetParam().code);
     EXPECT_EQ(capture.lines(),
               (std::vector<kep::LoggedLine>{
-                  {kep::MessageLevel::Error, std::string("SoundSystem::OpenAL::X: ") + GetParam().message}}));
+                  {kep::MessageLevel::Error,
+                   std::string("SoundSystem::OpenAL::X: ") + GetParam().message}}));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -73,7 +73,8 @@ TEST_F(SoundSystemFrame, InterfacesAreDistinctAndRoundTrip) {
     ASSERT_TRUE(basePlugin && interactive && sound);
     EXPECT_NE(static_cast<void*>(basePlugin), static_cast<void*>(interactive));
     EXPECT_NE(static_cast<void*>(interactive), static_cast<void*>(sound));
-    for (kep::IUnknown* from : std::initializer_list<kep::IUnknown*>{basePlugin, interactive, sound}) {
+    for (kep::IUnknown* from :
+         std::initializer_list<kep::IUnknown*>{basePlugin, interactive, sound}) {
         EXPECT_EQ(kep::query<kep::IBasePlugin>(from), basePlugin);
         EXPECT_EQ(kep::query<kep::IInteractivePlugin>(from), interactive);
         EXPECT_EQ(kep::query<kep::ISoundSystem>(from), sound);
@@ -83,7 +84,8 @@ TEST_F(SoundSystemFrame, InterfacesAreDistinctAndRoundTrip) {
     EXPECT_EQ(kep::query<kep::IHumanInput>(&system), nullptr);
     EXPECT_EQ(system.QueryInterface(util::type_id_of<kep::IUnknown>()),
               static_cast<kep::IUnknown*>(static_cast<kep::Object*>(&system)));
-    EXPECT_EQ(SoundSystem::ResolveInterface(nullptr, util::type_id_of<kep::ISoundSystem>()), nullptr);
+    EXPECT_EQ(SoundSystem::ResolveInterface(nullptr, util::type_id_of<kep::ISoundSystem>()),
+              nullptr);
 }
 
 TEST_F(SoundSystemFrame, DeclaresItsParametersBoundToItsMembers) {
@@ -132,7 +134,8 @@ TEST_F(SoundSystemFrame, StartOpensTheDeviceOnceAndStopClosesIt) {
     harness.Start(system, false);
     ASSERT_TRUE(system.IsDeviceOpen());
     // OpenAL Soft 1.19 names its null device "OpenAL Soft".
-    EXPECT_TRUE(capture.contains(kep::MessageLevel::Info, "SoundSystem: Opened OpenAL Soft Device"));
+    EXPECT_TRUE(
+        capture.contains(kep::MessageLevel::Info, "SoundSystem: Opened OpenAL Soft Device"));
     EXPECT_TRUE(capture.contains(kep::MessageLevel::Info, "SoundSystem: Device init completed"));
     const auto linesAfterFirstStart = capture.lines().size();
     system.Start(true);

@@ -12,7 +12,9 @@ extern "C" const char* __asan_default_options() {
     return "allocator_may_return_null=1:detect_leaks=1";
 }
 
-extern "C" const char* __ubsan_default_options() { return "print_stacktrace=1:halt_on_error=1"; }
+extern "C" const char* __ubsan_default_options() {
+    return "print_stacktrace=1:halt_on_error=1";
+}
 
 int main(int argc, char** argv) {
     // No sound card here: OpenAL Soft plays on its null backend unless told otherwise.

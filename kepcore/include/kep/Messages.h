@@ -54,10 +54,18 @@ private:
     MessageLevel level_;
 };
 
-inline MessageStream Error() { return MessageStream(MessageLevel::Error); }
-inline MessageStream Warning() { return MessageStream(MessageLevel::Warning); }
-inline MessageStream Info() { return MessageStream(MessageLevel::Info); }
-inline MessageStream Debug() { return MessageStream(MessageLevel::Debug); }
+inline MessageStream Error() {
+    return MessageStream(MessageLevel::Error);
+}
+inline MessageStream Warning() {
+    return MessageStream(MessageLevel::Warning);
+}
+inline MessageStream Info() {
+    return MessageStream(MessageLevel::Info);
+}
+inline MessageStream Debug() {
+    return MessageStream(MessageLevel::Debug);
+}
 
 struct LoggedLine {
     MessageLevel level;

@@ -51,8 +51,7 @@ public:
 
 // For objects that reach IUnknown along several interfaces: ask the object side.
 template <class I, class T>
-    requires std::derived_from<T, Object>
-I* query(T* object) {
+requires std::derived_from<T, Object> I* query(T* object) {
     return query<I>(static_cast<IUnknown*>(static_cast<Object*>(object)));
 }
 
@@ -66,8 +65,7 @@ std::shared_ptr<I> query_shared(IUnknown* unknown) {
 }
 
 template <class I, class T>
-    requires std::derived_from<T, Object>
-std::shared_ptr<I> query_shared(T* object) {
+requires std::derived_from<T, Object> std::shared_ptr<I> query_shared(T* object) {
     return query_shared<I>(static_cast<IUnknown*>(static_cast<Object*>(object)));
 }
 

@@ -29,7 +29,7 @@ public:
 KEPCORE_API std::shared_ptr<ISubsystem> GetSubsystem(SubsystemId id);
 // Installs a subsystem (or removes it, given null) and returns the one it replaces.
 KEPCORE_API std::shared_ptr<ISubsystem> SetSubsystem(SubsystemId id,
-                                                      std::shared_ptr<ISubsystem> subsystem);
+                                                     std::shared_ptr<ISubsystem> subsystem);
 
 // The plug-in with this tag offering I, sharing ownership of it.
 template <class I>

@@ -13,8 +13,7 @@ namespace kep {
 class KEPCORE_API UserProperty : public Property {
 public:
     // A row of the user-property type table: type identifier, type name, display name.
-    using TypeRow =
-        std::tuple<util::type_id, std::string_view (*)(), std::string_view (*)()>;
+    using TypeRow = std::tuple<util::type_id, std::string_view (*)(), std::string_view (*)()>;
 
     static std::vector<TypeRow>& registeredTypeTbl();
     // Creates the user property registered under typeName ("sound"), or null.
