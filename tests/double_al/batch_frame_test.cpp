@@ -20,17 +20,6 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using uxs::byte_order;
 
-Bytes Written(SoundSystem& system, bool full, byte_order order = byte_order::little) {
-    uxs::iobuf buffer(order);
-    system.serialize(buffer, full);
-    return Bytes(buffer.data().begin(), buffer.data().end());
-}
-
-void Read(SoundSystem& system, const Bytes& bytes, byte_order order = byte_order::little) {
-    uxs::ibuf buffer(bytes, order);
-    system.deserialize(buffer);
-}
-
 // A batch of the given commands, framed by hand.
 Bytes BatchOf(const std::vector<std::shared_ptr<Command>>& commands,
               byte_order order = byte_order::little) {
@@ -58,11 +47,11 @@ protected:
 };
 
 TEST_P(BatchFrame, AnEmptyBatchIsAZeroFlagAndAZeroCount) {
-    EXPECT_EQ(Written(sender, false, order()), (Bytes{0, 0, 0, 0, 0}));
+    EXPECT_EQ(WriteFrame(sender, false, order()), (Bytes{0, 0, 0, 0, 0}));
 }
 
 TEST_P(BatchFrame, ASnapshotOfAnEmptySystemIsAOneFlagAndTwoZeroCounts) {
-    EXPECT_EQ(Written(sender, true, order()), (Bytes{1, 0, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(WriteFrame(sender, true, order()), (Bytes{1, 0, 0, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST_P(BatchFrame, CarriesTheRecordedCommandsInOrder) {
@@ -73,13 +62,13 @@ TEST_P(BatchFrame, CarriesTheRecordedCommandsInOrder) {
     sender.DeleteSourcesAndSounds();
 
     if (order() == byte_order::little) {
-        EXPECT_EQ(Written(sender, false, order()),
+        EXPECT_EQ(WriteFrame(sender, false, order()),
                   (Bytes{0x00, 0x03, 0, 0, 0,                                              //
                          0x0B, 0,    0, 0, 0x03, 0, 0, 0, 0, 0, 0, 0x3F,                   //
                          0x0A, 0,    0, 0, 0x01, 0, 0, 0, 1, 0, 0, 0,    0, 0, 0, 0, 'a',  //
                          0x0C, 0,    0, 0}));
     } else {
-        EXPECT_EQ(Written(sender, false, order()),
+        EXPECT_EQ(WriteFrame(sender, false, order()),
                   (Bytes{0x00, 0, 0, 0,    0x03,                                              //
                          0,    0, 0, 0x0B, 0,    0, 0, 0x03, 0x3F, 0, 0, 0,                   //
                          0,    0, 0, 0x0A, 0,    0, 0, 0x01, 0,    0, 0, 0, 0, 0, 0, 1, 'a',  //
@@ -90,16 +79,16 @@ TEST_P(BatchFrame, CarriesTheRecordedCommandsInOrder) {
 TEST_P(BatchFrame, ASecondWriteHasNothingLeftToCarry) {
     harness.Start(sender, true);
     sender.StopSound(2);
-    EXPECT_EQ(Written(sender, false, order()).size(), 1u + 4u + 4u + 4u);
-    EXPECT_EQ(Written(sender, false, order()), (Bytes{0, 0, 0, 0, 0}));
+    EXPECT_EQ(WriteFrame(sender, false, order()).size(), 1u + 4u + 4u + 4u);
+    EXPECT_EQ(WriteFrame(sender, false, order()), (Bytes{0, 0, 0, 0, 0}));
 }
 
 TEST_P(BatchFrame, ASnapshotLeavesTheRecordedCommandsForTheNextBatch) {
     harness.Start(sender, true);
     sender.StopSound(2);
-    EXPECT_EQ(Written(sender, true, order()).front(), 1);
+    EXPECT_EQ(WriteFrame(sender, true, order()).front(), 1);
     EXPECT_EQ(sender.PendingCommandCount(), 1u);
-    EXPECT_EQ(Written(sender, false, order()),
+    EXPECT_EQ(WriteFrame(sender, false, order()),
               BatchOf({std::make_shared<CommandStopSound>(2)}, order()));
 }
 
@@ -107,10 +96,10 @@ TEST_P(BatchFrame, ReadsWhatWasWrittenInTheSameOrder) {
     harness.Start(sender, true);
     sender.SetGain(3, 0.5f);
     sender.SetSpingCone(3, 30.0f, 0.25f);
-    const Bytes batch = Written(sender, false, order());
+    const Bytes batch = WriteFrame(sender, false, order());
 
     SoundSystem& receiver = harness.Add("receiver");
-    Read(receiver, batch, order());
+    ReadFrame(receiver, batch, order());
     EXPECT_EQ(receiver.PendingCommandCount(), 2u);
     // Writing the received commands again gives the same bytes.
     {
@@ -143,9 +132,9 @@ TEST_F(BatchReading, ReadsAppendBehindCommandsNotYetApplied) {
     const ALuint alSource = aldouble::Sources().back();
     aldouble::ClearCalls();
 
-    Read(receiver, BatchOf({std::make_shared<CommandSetGain>(5, 0.25f),
-                            std::make_shared<CommandSetLooping>(5, true)}));
-    Read(receiver, BatchOf({std::make_shared<CommandSetGain>(5, 0.75f)}));
+    ReadFrame(receiver, BatchOf({std::make_shared<CommandSetGain>(5, 0.25f),
+                                 std::make_shared<CommandSetLooping>(5, true)}));
+    ReadFrame(receiver, BatchOf({std::make_shared<CommandSetGain>(5, 0.75f)}));
     EXPECT_EQ(receiver.PendingCommandCount(), 3u);
 
     receiver.Update();
@@ -159,7 +148,7 @@ TEST_F(BatchReading, ReadsAppendBehindCommandsNotYetApplied) {
 }
 
 TEST_F(BatchReading, AnEmptyBatchLogsNothing) {
-    Read(receiver, Bytes{0, 0, 0, 0, 0});
+    ReadFrame(receiver, Bytes{0, 0, 0, 0, 0});
     EXPECT_EQ(receiver.PendingCommandCount(), 0u);
     EXPECT_TRUE(capture.lines().empty());
 }
@@ -169,7 +158,7 @@ TEST_F(BatchReading, AnUnknownTypeCodeIsReportedTwiceAndNotSkipped) {
     const Bytes batch{0x00, 0x02, 0, 0, 0,                       //
                       0x0D, 0,    0, 0, 0xAA, 0xBB, 0xCC, 0xDD,  //
                       0x0B, 0,    0, 0, 0x03, 0,    0,    0,    0, 0, 0, 0x3F};
-    Read(receiver, batch);
+    ReadFrame(receiver, batch);
     EXPECT_EQ(receiver.PendingCommandCount(), 0u);
     EXPECT_EQ(capture.lines(kep::MessageLevel::Error),
               (std::vector<std::string>{
@@ -184,7 +173,7 @@ TEST_F(BatchReading, AnUnknownRecordDoesNotStopTheRecordsAfterIt) {
     const Bytes batch{0x00, 0x02, 0, 0, 0,  //
                       0x0D, 0,    0, 0,     //
                       0x0B, 0,    0, 0, 0x03, 0, 0, 0, 0, 0, 0, 0x3F};
-    Read(receiver, batch);
+    ReadFrame(receiver, batch);
     ASSERT_EQ(receiver.PendingCommandCount(), 1u);
     uxs::iobuf again;
     receiver.serialize(again, false);
@@ -196,7 +185,7 @@ TEST_F(BatchReading, ACutRecordIsKeptWithWhatArrived) {
     Bytes batch = BatchOf(
         {std::make_shared<CommandSetGain>(4, 0.5f), std::make_shared<CommandMountSound>(4, "abc")});
     batch.resize(batch.size() - 2);  // "abc" loses its last two letters
-    Read(receiver, batch);
+    ReadFrame(receiver, batch);
     ASSERT_EQ(receiver.PendingCommandCount(), 2u);
     uxs::iobuf again;
     receiver.serialize(again, false);
@@ -208,7 +197,7 @@ TEST_F(BatchReading, ACutRecordIsKeptWithWhatArrived) {
 
 TEST_F(BatchReading, ARecordWhoseCodeIsMissingIsTakenAsAFreshCreateSource) {
     const Bytes batch{0x00, 0x01, 0, 0, 0, 0x0B, 0};
-    Read(receiver, batch);
+    ReadFrame(receiver, batch);
     ASSERT_EQ(receiver.PendingCommandCount(), 1u);
     uxs::iobuf again;
     receiver.serialize(again, false);
@@ -220,7 +209,7 @@ TEST_F(BatchReading, AHugeCountEndsWhereTheDataEnds) {
     // Records past the end could only be fresh CreateSource commands with no id,
     // which do nothing; the reader stops at the end of the data instead.
     const Bytes batch{0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0x04, 0, 0, 0, 0x09, 0, 0, 0};
-    Read(receiver, batch);
+    ReadFrame(receiver, batch);
     EXPECT_EQ(receiver.PendingCommandCount(), 2u);
     receiver.Update();
     EXPECT_TRUE(aldouble::Sources().empty());
@@ -228,14 +217,15 @@ TEST_F(BatchReading, AHugeCountEndsWhereTheDataEnds) {
 }
 
 TEST_F(BatchReading, AnEmptyBufferStillCountsAsARead) {
-    Read(receiver, Bytes{});
+    ReadFrame(receiver, Bytes{});
     EXPECT_EQ(receiver.PendingCommandCount(), 0u);
     EXPECT_TRUE(capture.lines().empty());
 }
 
 TEST_F(BatchReading, ReplayedCommandsAreNotRecordedAgain) {
-    Read(receiver, BatchOf({std::make_shared<CommandCreateSource>(9, osg::Vec3f(1, 2, 3), false),
-                            std::make_shared<CommandPlaySound>(9, false)}));
+    ReadFrame(receiver,
+              BatchOf({std::make_shared<CommandCreateSource>(9, osg::Vec3f(1, 2, 3), false),
+                       std::make_shared<CommandPlaySound>(9, false)}));
     receiver.Update();
     EXPECT_TRUE(receiver.HasSource(9));
     EXPECT_EQ(receiver.PendingCommandCount(), 0u);

@@ -13,7 +13,7 @@
 #include "decode/FFStream.h"
 #include "kep/Messages.h"
 #include "openal_double/OpenAlDouble.h"
-#include "support/DecodeTesting.h"
+#include "support/FormatSelectionChecks.h"
 #include "support/TestMedia.h"
 
 namespace {
@@ -40,9 +40,6 @@ const Lines kDoubleOffered = {DebugLine("FFStream: Destination format is float 6
                               DebugLine("FFStream: OpenAL Device supports float 64 bit")};
 const Lines kDoubleMissing = {DebugLine("FFStream: Destination format is float 64 bit")};
 
-kep::LoggedLine Select(std::string text) {
-    return InfoLine("FFStream: Select " + text);
-}
 kep::LoggedLine To16Bit(std::string formatMaskChannels) {
     return WarningLine("FFStream: sample format " + formatMaskChannels +
                        " not supported downsampling to 16 bit");
@@ -51,16 +48,6 @@ kep::LoggedLine To32Bit(std::string formatMaskChannels) {
     return WarningLine("FFStream: sample format " + formatMaskChannels +
                        " not supported downsampling to 32 bit");
 }
-
-enum class Samples { Tone, MixedDown, AsFFmpegDecodes };
-
-struct Output {
-    ALenum alFormat;
-    std::uint32_t frameBytes;
-    AVSampleFormat sampleFormat;
-    int channels;
-    Samples samples;
-};
 
 struct SelectionCase {
     const char* label;
@@ -161,17 +148,6 @@ const SelectionCase kCases[] = {
      std::nullopt},
 };
 
-double Tolerance(AVSampleFormat format) {
-    switch (format) {
-        case AV_SAMPLE_FMT_U8:
-            return 1.0 / 128;
-        case AV_SAMPLE_FMT_S16:
-            return 2.0 / 32768;
-        default:
-            return 1e-6;
-    }
-}
-
 class FormatSelection : public testing::TestWithParam<SelectionCase> {
 protected:
     void SetUp() override {
@@ -181,40 +157,7 @@ protected:
 };
 
 TEST_P(FormatSelection, ChoosesWhatTheDeviceOffers) {
-    const SelectionCase& selectionCase = GetParam();
-    const std::string path = MediaPath(selectionCase.file);
-    const ReferenceDecoding reference = DecodeWithFFmpeg(path);
-    kep::MessageCapture capture;
-
-    if (!selectionCase.output) {
-        EXPECT_EQ(ConstructionError(path), "Format configuration not found");
-        EXPECT_EQ(SelectionLines(capture), selectionCase.selection);
-        return;
-    }
-
-    const Output& expected = *selectionCase.output;
-    FFStream stream(path);
-    const FFStream::AlBufferFormat format = stream.GetAlBufferFormat();
-    EXPECT_EQ(format.alFormat, static_cast<std::uint32_t>(expected.alFormat));
-    EXPECT_EQ(format.frameBytes, expected.frameBytes);
-    EXPECT_EQ(SelectionLines(capture), selectionCase.selection);
-
-    const std::vector<std::uint8_t>& pcm = stream.GetPcm();
-    switch (expected.samples) {
-        case Samples::Tone:
-            EXPECT_TRUE(PcmHoldsTone(pcm, expected.sampleFormat, expected.channels,
-                                     reference.channels, reference.frameSamples,
-                                     reference.sampleRate, Tolerance(expected.sampleFormat)));
-            break;
-        case Samples::AsFFmpegDecodes:
-            EXPECT_TRUE(PcmMatchesReference(pcm, expected.sampleFormat, reference,
-                                            Tolerance(expected.sampleFormat)));
-            break;
-        case Samples::MixedDown:
-            EXPECT_EQ(pcm.size(), DecodedByteCount(reference.frameSamples, reference.channels,
-                                                   av_get_bytes_per_sample(expected.sampleFormat)));
-            break;
-    }
+    ExpectDecodedAs(MediaPath(GetParam().file), GetParam().output, GetParam().selection);
 }
 
 INSTANTIATE_TEST_SUITE_P(ExtensionSets, FormatSelection, testing::ValuesIn(kCases),

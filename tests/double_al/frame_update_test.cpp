@@ -7,18 +7,6 @@
 
 namespace {
 
-// A frame as a replicating instance writes it, little-endian.
-std::vector<std::uint8_t> Frame(SoundSystem& sender, bool full) {
-    uxs::iobuf buffer(uxs::byte_order::little);
-    sender.serialize(buffer, full);
-    return {buffer.data().begin(), buffer.data().end()};
-}
-
-void Feed(SoundSystem& receiver, const std::vector<std::uint8_t>& frame) {
-    uxs::ibuf buffer(frame, uxs::byte_order::little);
-    receiver.deserialize(buffer);
-}
-
 class FrameUpdate : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -51,7 +39,7 @@ TEST_F(FrameUpdate, WithNothingReadMakesNoOpenAlCall) {
 TEST_F(FrameUpdate, AppliesABatchThenPlacesTheListenerAtTheCamera) {
     const std::int32_t id = sender.CreateSource({4, 0, 0}, false);
     sender.SetGain(id, 0.5f);
-    Feed(receiver, Frame(sender, false));
+    ReadFrame(receiver, WriteFrame(sender, false));
     receiver.Update();
     EXPECT_TRUE(receiver.HasSource(id));
     EXPECT_EQ(receiver.GetPosition(id), osg::Vec3f(4, 0, 0));
@@ -66,7 +54,7 @@ TEST_F(FrameUpdate, AppliesABatchThenPlacesTheListenerAtTheCamera) {
 }
 
 TEST_F(FrameUpdate, AnEmptyBatchStillRunsTheWholeUpdate) {
-    Feed(receiver, Frame(sender, false));
+    ReadFrame(receiver, WriteFrame(sender, false));
     receiver.Update();
     EXPECT_TRUE(ListenerMoved());
 }
@@ -76,17 +64,17 @@ TEST_F(FrameUpdate, AReplicatingInstanceAppliesButLeavesTheListener) {
     harness.Start(relay, true);
     kep::SetParameter<std::string>(*relay.GetPluginLocalProperty(), "HumanInputTag", "camera");
     aldouble::ClearCalls();
-    Feed(relay, Frame(sender, false));
+    ReadFrame(relay, WriteFrame(sender, false));
     relay.Update();
     EXPECT_FALSE(ListenerMoved());
 }
 
 TEST_F(FrameUpdate, ABatchReadWhileTheDeviceIsClosedIsDropped) {
     sender.CreateSource({0, 0, 0}, false);
-    const auto frame = Frame(sender, false);
+    const auto frame = WriteFrame(sender, false);
     SoundSystem& closed = harness.Add("closed");
     aldouble::ClearCalls();
-    Feed(closed, frame);
+    ReadFrame(closed, frame);
     EXPECT_EQ(closed.PendingCommandCount(), 1u);
     closed.Update();
     EXPECT_EQ(closed.PendingCommandCount(), 0u);
@@ -103,7 +91,7 @@ TEST_F(FrameUpdate, UnsentCommandsAreLostAtTheNextUpdate) {
 TEST_F(FrameUpdate, AnEmptyOrUnknownTagLeavesTheListenerQuietly) {
     for (std::string tag : {"", "nobody"}) {
         kep::SetParameter<std::string>(*receiver.GetPluginLocalProperty(), "HumanInputTag", tag);
-        Feed(receiver, Frame(sender, false));
+        ReadFrame(receiver, WriteFrame(sender, false));
         receiver.Update();
         EXPECT_FALSE(ListenerMoved()) << tag;
     }

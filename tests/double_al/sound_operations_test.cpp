@@ -10,12 +10,6 @@ namespace {
 
 using kep::MessageLevel;
 
-std::vector<std::uint8_t> WriteBatch(SoundSystem& system) {
-    uxs::iobuf buffer(uxs::byte_order::little);
-    system.serialize(buffer, false);
-    return {buffer.data().begin(), buffer.data().end()};
-}
-
 class SoundOperations : public ::testing::Test {
 protected:
     void SetUp() override { aldouble::Reset(); }
@@ -120,7 +114,7 @@ TEST_F(SoundOperations, ScriptedSeriesRecordsItsCommandsInOrder) {
     expected.u32(8).text("a");
     expected.u32(9).i32(id);
     expected.u32(12);
-    EXPECT_EQ(WriteBatch(system), expected.bytes());
+    EXPECT_EQ(WriteFrame(system, false), expected.bytes());
 }
 
 TEST_F(SoundOperations, ServerStaysSilentWhenAskedButStillRecordsThePlay) {

@@ -13,7 +13,7 @@
 #include "decode/FFStream.h"
 #include "kep/Messages.h"
 #include "real_al/decode_al_context.h"
-#include "support/DecodeTesting.h"
+#include "support/FormatSelectionChecks.h"
 #include "support/TestMedia.h"
 
 namespace {
@@ -34,16 +34,6 @@ const Lines kDouble = {DebugLine("FFStream: Destination format is float 64 bit")
                        DebugLine("FFStream: OpenAL Device supports float 64 bit")};
 const Lines kAmbisonic = {
     ErrorLine("FFStream: Ambisonic sound not supported by the sound plug-in or unknown format")};
-
-enum class Samples { Tone, MixedDown };
-
-struct Output {
-    ALenum alFormat;
-    std::uint32_t frameBytes;
-    AVSampleFormat sampleFormat;
-    int channels;
-    Samples samples;
-};
 
 struct FormatCase {
     std::string file;
@@ -66,9 +56,6 @@ Lines Then(const Lines& prefix, kep::LoggedLine last) {
 }
 Lines Then(const Lines& prefix, kep::LoggedLine select, kep::LoggedLine error) {
     return Concat({prefix, {select, error}});
-}
-kep::LoggedLine Select(std::string text) {
-    return InfoLine("FFStream: Select " + text);
 }
 kep::LoggedLine LayoutRefused(int channels) {
     return ErrorLine("FFStream: Layout with " + std::to_string(channels) +
@@ -152,52 +139,10 @@ const FormatCase kCases[] = {
     {"pcm_f64_7.1.wav", Then(kDouble, LayoutRefused(8)), std::nullopt},
 };
 
-double Tolerance(AVSampleFormat format) {
-    switch (format) {
-        case AV_SAMPLE_FMT_U8:
-            return 1.0 / 128;
-        case AV_SAMPLE_FMT_S16:
-            return 2.0 / 32768;
-        default:
-            return 1e-6;
-    }
-}
-
 class OutputFormatOnOpenAlSoft : public WithRealAlContext<testing::TestWithParam<FormatCase>> {};
 
 TEST_P(OutputFormatOnOpenAlSoft, ChoosesFormatLogsTheChoiceAndKeepsTheSamples) {
-    const FormatCase& formatCase = GetParam();
-    const std::string path = MediaPath(formatCase.file);
-    const ReferenceDecoding reference = DecodeWithFFmpeg(path);
-    kep::MessageCapture capture;
-
-    if (!formatCase.output) {
-        EXPECT_EQ(ConstructionError(path), "Format configuration not found");
-        EXPECT_EQ(SelectionLines(capture), formatCase.selection);
-        return;
-    }
-
-    const Output& expected = *formatCase.output;
-    FFStream stream(path);
-    const FFStream::AlBufferFormat format = stream.GetAlBufferFormat();
-    EXPECT_EQ(format.alFormat, static_cast<std::uint32_t>(expected.alFormat));
-    EXPECT_EQ(format.frameBytes, expected.frameBytes);
-    EXPECT_EQ(format.sampleRate, static_cast<std::uint32_t>(reference.sampleRate));
-    EXPECT_EQ(SelectionLines(capture), formatCase.selection);
-    EXPECT_TRUE(capture.contains(kep::MessageLevel::Info,
-                                 "FFStream: file " + path + " successfully loaded"));
-
-    const std::vector<std::uint8_t>& pcm = stream.GetPcm();
-    EXPECT_EQ(pcm.size() % format.frameBytes, 0u);
-    if (expected.samples == Samples::Tone) {
-        EXPECT_TRUE(PcmHoldsTone(pcm, expected.sampleFormat, expected.channels, reference.channels,
-                                 reference.frameSamples, reference.sampleRate,
-                                 Tolerance(expected.sampleFormat)));
-    } else {
-        // Mixed down, yet every frame's block is sized for all the decoder's channels.
-        EXPECT_EQ(pcm.size(), DecodedByteCount(reference.frameSamples, reference.channels,
-                                               av_get_bytes_per_sample(expected.sampleFormat)));
-    }
+    ExpectDecodedAs(MediaPath(GetParam().file), GetParam().output, GetParam().selection);
 }
 
 // The WAV files hold 0.25 s at 44100 Hz; FFmpeg must agree, or the other checks mean little.

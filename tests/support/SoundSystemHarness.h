@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "kep/PluginManager.h"
 #include "kep/Subsystem.h"
@@ -37,3 +38,19 @@ private:
     std::shared_ptr<kep::PluginManager> manager_;
     std::shared_ptr<kep::ISubsystem> previous_;
 };
+
+// What a sound system writes for the host to carry: a batch, or with `full` its
+// whole state.
+inline std::vector<std::uint8_t> WriteFrame(SoundSystem& system, bool full,
+                                            uxs::byte_order order = uxs::byte_order::little) {
+    uxs::iobuf buffer(order);
+    system.serialize(buffer, full);
+    return {buffer.data().begin(), buffer.data().end()};
+}
+
+// Hands a carried frame to a sound system for its next update.
+inline void ReadFrame(SoundSystem& system, const std::vector<std::uint8_t>& frame,
+                      uxs::byte_order order = uxs::byte_order::little) {
+    uxs::ibuf buffer(frame, order);
+    system.deserialize(buffer);
+}
