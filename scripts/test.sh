@@ -8,5 +8,5 @@ jobs=$(nproc)
 bash scripts/build.sh build
 ctest --test-dir build --output-on-failure -j"$jobs"
 
-bash scripts/build.sh build-asan -DKEP_SANITIZE=ON -DKEP_BUILD_BENCH=OFF
+bash scripts/build.sh build-asan -DKEP_SANITIZE=address -DKEP_BUILD_BENCH=OFF
 ctest --test-dir build-asan --output-on-failure -j"$jobs"
