@@ -2,28 +2,10 @@
 // path, then name) and every source with its placement, cone, mounted sound and
 // whether it was started. A replaying side that missed batches catches up by it.
 
-#include <AL/al.h>
-
 #include "commands/WireFormat.h"
 #include "plugin/SoundSystem.h"
 
 namespace {
-
-// What one source looks like now, queried in the order its record lists it.
-// The caller holds sourcesMutex.
-SourceState DescribeSource(const Source& source, const SoundBufferRegistry& sounds) {
-    SourceState state;
-    alGetSource3f(source.alSource, AL_POSITION, &state.position.x(), &state.position.y(),
-                  &state.position.z());
-    // True for every state of a live source; kept so, deliberately.
-    state.playing = source.StateTest();
-    state.started = source.IsStarted();
-    state.soundName = source.MountedSoundName(sounds);
-    alGetSource3f(source.alSource, AL_DIRECTION, &state.direction.x(), &state.direction.y(),
-                  &state.direction.z());
-    source.GetCone(state.outerAngle, state.outerGain);
-    return state;
-}
 
 void WriteSourceRecord(uxs::basic_iobuf<std::uint8_t>& buffer, std::int32_t sourceId,
                        const SourceState& state) {
@@ -51,17 +33,8 @@ void ReadSourceRecord(uxs::basic_ibuf<std::uint8_t>& buffer, std::int32_t& sourc
 
 }  // namespace
 
-std::map<std::int32_t, SourceState> SoundSystem::DescribeSources() {
-    std::map<std::int32_t, SourceState> described;
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    for (const auto& [sourceId, source] : sourceRegistry.sources) {
-        described.emplace(sourceId, DescribeSource(*source, soundRegistry));
-    }
-    return described;
-}
-
 void SoundSystem::WriteSnapshot(uxs::basic_iobuf<std::uint8_t>& buffer) {
-    const auto& pathsByName = soundRegistry.pathsByName;
+    const auto& pathsByName = soundRegistry.Paths();
     wire::WriteScalar(buffer, static_cast<std::uint32_t>(pathsByName.size()));
     for (const auto& [soundName, filePath] : pathsByName) {
         // The file path comes first, deliberately: the reader keys sounds by it.
@@ -69,11 +42,11 @@ void SoundSystem::WriteSnapshot(uxs::basic_iobuf<std::uint8_t>& buffer) {
         wire::WriteString(buffer, soundName);
     }
 
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    wire::WriteScalar(buffer, static_cast<std::uint32_t>(sourceRegistry.sources.size()));
-    for (const auto& [sourceId, source] : sourceRegistry.sources) {
-        WriteSourceRecord(buffer, sourceId, DescribeSource(*source, soundRegistry));
-    }
+    SourceRegistry::Lock sources(sourceRegistry);
+    wire::WriteScalar(buffer, static_cast<std::uint32_t>(sources.Count()));
+    sources.ForEach([&](std::int32_t sourceId, const Source& source) {
+        WriteSourceRecord(buffer, sourceId, source.Describe(soundRegistry));
+    });
 }
 
 void SoundSystem::ReadSnapshot(uxs::basic_ibuf<std::uint8_t>& buffer) {

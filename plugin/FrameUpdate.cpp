@@ -21,6 +21,8 @@ void PlaceListener(const osg::Vec3f& position, const osg::Vec3f& at, const osg::
 
 void SoundSystem::Update() {
     {
+        // Applying on an instance that records would take the command lock a second
+        // time from this thread: CheckedMutex throws, and the locks unwind.
         std::lock_guard lock(commandMutex);
         if (!batchPending || !deviceOpen) {
             // Nothing applied this frame, so the listener stays where it is.
@@ -77,7 +79,7 @@ void SoundSystem::PlaceListenerAtCamera() {
 void SoundSystem::OnParametersChanged(std::span<const std::string> sortedNames) {
     if (Contains(sortedNames, "Volume")) {
         if (deviceOpen) {
-            alListenerf(AL_GAIN, static_cast<ALfloat>(volume));
+            alListenerf(AL_GAIN, static_cast<ALfloat>(std::atomic_ref(volume).load()));
         }
         stateChanged.exchange(1);
     }

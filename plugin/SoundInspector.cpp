@@ -1,54 +1,41 @@
 #include "plugin/SoundInspector.h"
 
-#include "decode/SoundLoader.h"
 #include "plugin/SoundSystem.h"
 
 kep::IUnknown* SoundInspector::QueryInterface(util::type_id interfaceId) {
-    return owner_.QueryInterface(interfaceId);
+    return owner.QueryInterface(interfaceId);
 }
 
 kep::Object* SoundInspector::GetObject() {
-    return owner_.GetObject();
+    return owner.GetObject();
 }
 
 std::shared_ptr<kep::Object> SoundInspector::GetSharedObject() {
-    return owner_.GetSharedObject();
+    return owner.GetSharedObject();
 }
 
 bool SoundInspector::IsDeviceOpen() {
-    return owner_.deviceOpen;
+    return owner.IsDeviceOpen();
 }
 
 std::vector<std::int32_t> SoundInspector::ListSources() {
-    std::lock_guard lock(owner_.sourceRegistry.sourcesMutex);
-    std::vector<std::int32_t> ids;
-    for (const auto& entry : owner_.sourceRegistry.sources) {
-        ids.push_back(entry.first);
-    }
-    return ids;
+    return SourceRegistry::Lock(owner.Sources()).Ids();
 }
 
 bool SoundInspector::IsSourcePlaying(std::int32_t sourceId) {
-    if (!owner_.deviceOpen) {
+    if (!owner.IsDeviceOpen()) {
         return false;
     }
-    std::lock_guard lock(owner_.sourceRegistry.sourcesMutex);
-    Source* source = owner_.sourceRegistry.Find(sourceId);
-    if (!source) {
-        return false;
-    }
-    ALint state = 0;
-    alGetSourcei(source->alSource, AL_SOURCE_STATE, &state);
-    return state == AL_PLAYING;
+    SourceRegistry::Lock sources(owner.Sources());
+    const Source* source = sources.Find(sourceId);
+    return source && source->IsPlayingNow();
 }
 
 bool SoundInspector::LoadSoundFile(std::string_view name, std::string_view path) {
-    if (!owner_.deviceOpen) {
+    if (!owner.IsDeviceOpen()) {
         return false;
     }
-    // The loader hands the path to FFmpeg as a zero-terminated string.
-    const std::string terminatedPath(path);
-    return !PutSoundIntoBuffer(owner_.soundRegistry, name, terminatedPath).empty();
+    return !owner.Sounds().PutSoundIntoBuffer(name, path).empty();
 }
 
 namespace {
@@ -74,26 +61,19 @@ std::uint32_t FormatOf(ALint bits, ALint channels) {
 }  // namespace
 
 bool SoundInspector::DescribeSound(std::string_view name, kep::SoundDescription& description) {
-    const ALuint buffer = owner_.soundRegistry.FindBuffer(name);
-    if (!owner_.deviceOpen || buffer == 0) {
+    if (!owner.IsDeviceOpen()) {
         return false;
     }
-    ALint size = 0, bits = 0, channels = 0, frequency = 0;
-    alGetError();
-    alGetBufferi(buffer, AL_SIZE, &size);
-    alGetBufferi(buffer, AL_BITS, &bits);
-    alGetBufferi(buffer, AL_CHANNELS, &channels);
-    alGetBufferi(buffer, AL_FREQUENCY, &frequency);
-    if (alGetError() != AL_NO_ERROR) {
+    const auto facts = owner.Sounds().Describe(name);
+    if (!facts) {
         return false;
     }
-    auto path = owner_.soundRegistry.pathsByName.find(name);
-    description.path = path == owner_.soundRegistry.pathsByName.end() ? "" : path->second;
-    description.alFormat = FormatOf(bits, channels);
-    description.sampleRate = static_cast<std::uint32_t>(frequency);
-    description.byteSize = static_cast<std::uint32_t>(size);
-    description.bits = static_cast<std::uint32_t>(bits);
-    description.channels = static_cast<std::uint32_t>(channels);
-    description.durationSeconds = owner_.soundRegistry.DurationSeconds(name);
+    description.path = facts->path;
+    description.alFormat = FormatOf(facts->bits, facts->channels);
+    description.sampleRate = static_cast<std::uint32_t>(facts->frequency);
+    description.byteSize = static_cast<std::uint32_t>(facts->size);
+    description.bits = static_cast<std::uint32_t>(facts->bits);
+    description.channels = static_cast<std::uint32_t>(facts->channels);
+    description.durationSeconds = owner.Sounds().DurationSeconds(name);
     return true;
 }

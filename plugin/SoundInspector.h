@@ -8,7 +8,7 @@ class SoundSystem;
 // and ownership are the sound system's.
 class SoundInspector final : public kep::ISoundInspector {
 public:
-    explicit SoundInspector(SoundSystem& owner) : owner_(owner) {}
+    explicit SoundInspector(SoundSystem& owner) : owner(owner) {}
     SoundInspector(const SoundInspector&) = delete;
     SoundInspector& operator=(const SoundInspector&) = delete;
 
@@ -23,5 +23,5 @@ public:
     bool DescribeSound(std::string_view name, kep::SoundDescription& description) override;
 
 private:
-    SoundSystem& owner_;
+    SoundSystem& owner;
 };

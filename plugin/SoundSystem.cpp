@@ -123,8 +123,3 @@ void SoundSystem::MarkChanged() {
 std::int64_t SoundSystem::TakeChanged() {
     return stateChanged.exchange(0);
 }
-
-std::size_t SoundSystem::PendingCommandCount() {
-    std::lock_guard lock(commandMutex);
-    return pendingCommands.size();
-}

@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "commands/Command.h"
-#include "commands/SourceState.h"
 #include "kep/ISoundSystem.h"
 #include "kep/Plugin.h"
 #include "plugin/AudioDevice.h"
+#include "plugin/CheckedMutex.h"
 #include "plugin/SoundInspector.h"
 #include "sound/SoundBufferRegistry.h"
 #include "sound/SourceRegistry.h"
+#include "sound/SourceState.h"
 
 // The sound plug-in: owns the audio device, the sounds and the sources, offers
 // ISoundSystem to the host's components and, when started replicating, records
@@ -87,25 +88,24 @@ public:
     // CreateSource under a given id, as a replaying instance mirrors the sender's ids.
     void CreateSourceWithId(std::int32_t sourceId, const osg::Vec3f& position, bool looping);
 
-    // What the sources look like now, by id, as a snapshot would carry them.
-    std::map<std::int32_t, SourceState> DescribeSources();
-    bool IsDeviceOpen() const { return deviceOpen; }
-    bool IsReplicating() const { return replicating; }
-    double GetVolume() const { return volume; }
-    bool GetPlaySoundOnServer() const { return playSoundOnServer; }
-    const SoundBufferRegistry& Sounds() const { return soundRegistry; }
-    std::size_t PendingCommandCount();
+    [[nodiscard]] bool IsDeviceOpen() const { return deviceOpen; }
+    // The registries, for the diagnostics interface.
+    [[nodiscard]] SoundBufferRegistry& Sounds() { return soundRegistry; }
+    [[nodiscard]] SourceRegistry& Sources() { return sourceRegistry; }
 
     // The class's interface table and the resolver it falls back on.
     static kep::Object::IfaceHashTable interfaceTable;
     static IUnknown* ResolveInterface(kep::Object* object, util::type_id interfaceId);
 
 private:
-    friend class SoundInspector;
-
-    // Appends a command on a replicating instance, then raises the changed mark.
+    // Appends a command for other instances, then raises the changed mark.
     template <class C, class... Args>
     void Record(Args&&... args);
+    // The steps of an operation on one source: nothing while the device is closed;
+    // else act on the source if it exists and, on a replicating instance, record C
+    // (the id, then `fields`), all under the sources lock.
+    template <class C, class Act, class... Fields>
+    void OnSource(std::int32_t sourceId, Act&& act, Fields&&... fields);
 
     void WriteSnapshot(uxs::basic_iobuf<std::uint8_t>& buffer);
     void ReadSnapshot(uxs::basic_ibuf<std::uint8_t>& buffer);
@@ -113,18 +113,21 @@ private:
     void PlaceListenerAtCamera();
 
     std::atomic<std::int64_t> stateChanged{0};
+    // Bound to parameters: the host stores them atomically, and they are read
+    // through std::atomic_ref, since any host thread may play a sound meanwhile.
     double volume = 1.0;
     bool playSoundOnServer = true;
-    std::mutex commandMutex;
+    CheckedMutex commandMutex;
     std::vector<std::shared_ptr<Command>> pendingCommands;
     bool batchPending = false;
     AudioDevice audioDevice;
-    bool deviceOpen = false;
+    // Written by Start and Stop while other host threads run operations.
+    std::atomic<bool> deviceOpen{false};
     SoundBufferRegistry soundRegistry;
     SourceRegistry sourceRegistry;
     std::map<std::string, std::string> snapshotSounds;
     std::map<std::int32_t, SourceState> snapshotSources;
     bool snapshotPending = false;
-    bool replicating = false;
+    std::atomic<bool> replicating{false};
     SoundInspector inspector{*this};
 };

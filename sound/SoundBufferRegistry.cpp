@@ -1,11 +1,72 @@
 #include "sound/SoundBufferRegistry.h"
 
 #include <cmath>
+#include <exception>
+#include <optional>
 
+#include "decode/FFStream.h"
+#include "kep/Messages.h"
 #include "plugin/AlErrorReport.h"
+
+namespace {
+
+struct BufferQuery {
+    ALint size = 0, bits = 0, channels = 0, frequency = 0;
+};
+
+BufferQuery QueryBuffer(ALuint buffer) {
+    BufferQuery query;
+    alGetBufferi(buffer, AL_SIZE, &query.size);
+    alGetBufferi(buffer, AL_BITS, &query.bits);
+    alGetBufferi(buffer, AL_CHANNELS, &query.channels);
+    alGetBufferi(buffer, AL_FREQUENCY, &query.frequency);
+    return query;
+}
+
+}  // namespace
 
 SoundBufferRegistry::~SoundBufferRegistry() {
     Clear();
+}
+
+std::string SoundBufferRegistry::PutSoundIntoBuffer(std::string_view name, std::string_view path) {
+    std::optional<FFStream> stream;
+    try {
+        stream.emplace(path);
+    } catch (const std::exception& error) {
+        kep::Error()("SoundSystem: Failed to load {} error: {}", path, error.what());
+        return {};
+    }
+    const std::vector<std::uint8_t> data = stream->GetPcm();
+    const FFStream::AlBufferFormat format = stream->GetAlBufferFormat();
+
+    ALuint buffer = 0;
+    alGenBuffers(1, &buffer);
+    if (alGetError() != AL_NO_ERROR) {
+        // Deliberately reported as loaded, with nothing registered and nothing logged.
+        return std::string(name);
+    }
+    // A name already present keeps its first path, and its old buffer: the new one is
+    // filled below but not recorded (kept as is).
+    pathsByName.try_emplace(std::string(name), path);
+    buffersByName.try_emplace(std::string(name), buffer);
+
+    alGetError();
+    alBufferData(buffer, static_cast<ALenum>(format.alFormat), data.data(),
+                 static_cast<ALsizei>(data.size()), static_cast<ALsizei>(format.sampleRate));
+    if (ALenum error = alGetError(); error != AL_NO_ERROR) {
+        ReportAlError("Put sound into buffer", error);
+        alDeleteBuffers(1, &buffer);
+        // Entries that existed before this call go as well.
+        if (auto entry = buffersByName.find(name); entry != buffersByName.end()) {
+            buffersByName.erase(entry);
+        }
+        if (auto entry = pathsByName.find(name); entry != pathsByName.end()) {
+            pathsByName.erase(entry);
+        }
+        return {};
+    }
+    return std::string(name);
 }
 
 ALuint SoundBufferRegistry::FindBuffer(std::string_view name) const {
@@ -61,21 +122,36 @@ std::uint32_t SoundBufferRegistry::DurationSeconds(std::string_view name) const 
     if (buffer == 0) {
         return 0;
     }
-    ALint size = 0, bits = 0, channels = 0, frequency = 0;
-    alGetBufferi(buffer, AL_SIZE, &size);
-    alGetBufferi(buffer, AL_BITS, &bits);
-    alGetBufferi(buffer, AL_CHANNELS, &channels);
-    alGetBufferi(buffer, AL_FREQUENCY, &frequency);
-    if (alGetError() != AL_NO_ERROR || frequency == 0 || channels == 0 || bits == 0) {
+    const BufferQuery query = QueryBuffer(buffer);
+    if (alGetError() != AL_NO_ERROR || query.frequency == 0 || query.channels == 0 ||
+        query.bits == 0) {
         return 0;
     }
-    // Only 8- and 16-bit buffers are registered, so bits / 8 is never 0 here.
-    const std::uint32_t bytesPerSample = static_cast<std::uint32_t>(bits) / 8;
+    // Only 8- and 16-bit buffers are registered, so bits / 8 is 1 or 2; anything
+    // narrower would divide by zero.
+    const auto bytesPerSample = static_cast<std::uint32_t>(query.bits) / 8;
     if (bytesPerSample == 0) {
         return 0;
     }
-    std::uint32_t frames = static_cast<std::uint32_t>(size) / static_cast<std::uint32_t>(channels);
+    std::uint32_t frames =
+        static_cast<std::uint32_t>(query.size) / static_cast<std::uint32_t>(query.channels);
     frames /= bytesPerSample;
-    const float seconds = static_cast<float>(frames) / static_cast<float>(frequency);
+    const float seconds = static_cast<float>(frames) / static_cast<float>(query.frequency);
     return static_cast<std::uint32_t>(static_cast<std::int64_t>(std::ceil(seconds)));
+}
+
+std::optional<SoundBufferRegistry::BufferFacts> SoundBufferRegistry::Describe(
+    std::string_view name) const {
+    const ALuint buffer = FindBuffer(name);
+    if (buffer == 0) {
+        return std::nullopt;
+    }
+    alGetError();
+    const BufferQuery query = QueryBuffer(buffer);
+    if (alGetError() != AL_NO_ERROR) {
+        return std::nullopt;
+    }
+    auto path = pathsByName.find(name);
+    return BufferFacts{path == pathsByName.end() ? std::string() : path->second, query.size,
+                       query.bits, query.channels, query.frequency};
 }

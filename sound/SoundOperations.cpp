@@ -4,7 +4,6 @@
 
 #include "commands/SoundCommands.h"
 #include "commands/SourceCommands.h"
-#include "decode/SoundLoader.h"
 #include "kep/DataManager.h"
 #include "kep/Messages.h"
 #include "plugin/SoundSystem.h"
@@ -28,6 +27,20 @@ void SoundSystem::Record(Args&&... args) {
     stateChanged.exchange(1);
 }
 
+template <class C, class Act, class... Fields>
+void SoundSystem::OnSource(std::int32_t sourceId, Act&& act, Fields&&... fields) {
+    if (!deviceOpen) {
+        return;
+    }
+    SourceRegistry::Lock sources(sourceRegistry);
+    if (Source* source = sources.Find(sourceId)) {
+        act(*source);
+    }
+    if (replicating) {
+        Record<C>(sourceId, std::forward<Fields>(fields)...);
+    }
+}
+
 bool SoundSystem::CreateSound(std::string_view name, std::string_view fileName) {
     if (!deviceOpen) {
         return false;
@@ -37,7 +50,7 @@ bool SoundSystem::CreateSound(std::string_view name, std::string_view fileName) 
         kep::Error()("Sound file {} not found", fileName);
         return false;
     }
-    std::string registered = PutSoundIntoBuffer(soundRegistry, name, path);
+    std::string registered = soundRegistry.PutSoundIntoBuffer(name, path);
     if (registered.empty()) {
         return false;
     }
@@ -81,14 +94,12 @@ bool SoundSystem::DeleteSource(std::int32_t sourceId) {
     if (!deviceOpen) {
         return true;
     }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (auto found = sourceRegistry.sources.find(sourceId); found != sourceRegistry.sources.end()) {
-        Source& source = *found->second;
-        if (source.started) {
-            alSourceStop(source.alSource);
-            source.started = false;
+    SourceRegistry::Lock sources(sourceRegistry);
+    if (Source* source = sources.Find(sourceId)) {
+        if (source->IsStarted()) {
+            source->Stop();
         }
-        sourceRegistry.Erase(found);
+        sources.Erase(sourceId);
     }
     if (replicating) {
         Record<CommandDeleteSource>(sourceId);
@@ -100,12 +111,15 @@ bool SoundSystem::MountSound(std::int32_t sourceId, std::string_view soundName) 
     if (!deviceOpen) {
         return false;
     }
-    Source* source = nullptr;
+    std::optional<SourceHandle> handle;
     {
-        std::lock_guard lock(sourceRegistry.sourcesMutex);
-        source = sourceRegistry.Find(sourceId);
+        SourceRegistry::Lock sources(sourceRegistry);
+        if (Source* source = sources.Find(sourceId)) {
+            handle = source->Handle();
+        }
     }
-    const bool mounted = source && source->SetSound(soundRegistry, soundName);
+    // The mount runs outside the lock.
+    const bool mounted = handle && handle->SetSound(soundRegistry, soundName);
     if (replicating) {
         Record<CommandMountSound>(sourceId, TerminatedName(soundName));
     }
@@ -113,133 +127,78 @@ bool SoundSystem::MountSound(std::int32_t sourceId, std::string_view soundName) 
 }
 
 void SoundSystem::SetLooping(std::int32_t sourceId, bool looping) {
-    if (!deviceOpen) {
-        return;
-    }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (Source* source = sourceRegistry.Find(sourceId)) {
-        source->SetLooping(looping);
-    }
-    if (replicating) {
-        Record<CommandSetLooping>(sourceId, looping);
-    }
+    OnSource<CommandSetLooping>(
+        sourceId, [&](Source& source) { source.SetLooping(looping); }, looping);
 }
 
 bool SoundSystem::IsPlaying(std::int32_t sourceId) {
     if (!deviceOpen) {
         return false;
     }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    Source* source = sourceRegistry.Find(sourceId);
+    SourceRegistry::Lock sources(sourceRegistry);
+    Source* source = sources.Find(sourceId);
     return source && source->StateTest();
 }
 
 bool SoundSystem::HasSource(std::int32_t sourceId) {
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    return sourceRegistry.Find(sourceId) != nullptr;
+    SourceRegistry::Lock sources(sourceRegistry);
+    return sources.Find(sourceId) != nullptr;
 }
 
 void SoundSystem::SetPosition(std::int32_t sourceId, const osg::Vec3f& position) {
-    if (!deviceOpen) {
-        return;
-    }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (Source* source = sourceRegistry.Find(sourceId)) {
-        alSource3f(source->alSource, AL_POSITION, position.x(), position.y(), position.z());
-    }
-    if (replicating) {
-        Record<CommandSetPosition>(sourceId, position);
-    }
+    OnSource<CommandSetPosition>(
+        sourceId, [&](Source& source) { source.SetPosition(position); }, position);
 }
 
 osg::Vec3f SoundSystem::GetPosition(std::int32_t sourceId) {
-    osg::Vec3f position(0, 0, 0);
     if (!deviceOpen) {
-        return position;
+        return osg::Vec3f(0, 0, 0);
     }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (Source* source = sourceRegistry.Find(sourceId)) {
-        alGetSource3f(source->alSource, AL_POSITION, &position.x(), &position.y(), &position.z());
-    }
-    return position;
+    SourceRegistry::Lock sources(sourceRegistry);
+    Source* source = sources.Find(sourceId);
+    return source ? source->GetPosition() : osg::Vec3f(0, 0, 0);
 }
 
 void SoundSystem::PlaySound(std::int32_t sourceId, bool looping) {
-    if (!deviceOpen) {
-        return;
-    }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (Source* source = sourceRegistry.Find(sourceId)) {
-        source->SetLooping(looping);
-        // A replicating instance may leave the playing to the others.
-        if (!replicating || playSoundOnServer) {
-            source->StartPlayback();
-        }
-    }
-    if (replicating) {
-        Record<CommandPlaySound>(sourceId, looping);
-    }
+    OnSource<CommandPlaySound>(
+        sourceId,
+        [&](Source& source) {
+            source.SetLooping(looping);
+            // A replicating instance may leave the playing to the others.
+            if (!replicating || std::atomic_ref(playSoundOnServer).load()) {
+                source.StartPlayback();
+            }
+        },
+        looping);
 }
 
 void SoundSystem::StopSound(std::int32_t sourceId) {
-    if (!deviceOpen) {
-        return;
-    }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (Source* source = sourceRegistry.Find(sourceId)) {
-        alSourceStop(source->alSource);
-        source->started = false;
-    }
-    if (replicating) {
-        Record<CommandStopSound>(sourceId);
-    }
+    OnSource<CommandStopSound>(sourceId, [](Source& source) { source.Stop(); });
 }
 
 void SoundSystem::SetSpingDirection(std::int32_t sourceId, float x, float y, float z) {
-    if (!deviceOpen) {
-        return;
-    }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (Source* source = sourceRegistry.Find(sourceId)) {
-        alSource3f(source->alSource, AL_DIRECTION, x, y, z);
-    }
-    if (replicating) {
-        Record<CommandSetSpingDirection>(sourceId, osg::Vec3f(x, y, z));
-    }
+    const osg::Vec3f direction(x, y, z);
+    OnSource<CommandSetSpingDirection>(
+        sourceId, [&](Source& source) { source.SetDirection(direction); }, direction);
 }
 
 void SoundSystem::SetSpingCone(std::int32_t sourceId, float outerAngle, float outerGain) {
-    if (!deviceOpen) {
-        return;
-    }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (Source* source = sourceRegistry.Find(sourceId)) {
-        source->SetCone(outerAngle, outerGain);
-    }
-    if (replicating) {
-        Record<CommandSetSpingCone>(sourceId, outerAngle, outerGain);
-    }
+    OnSource<CommandSetSpingCone>(
+        sourceId, [&](Source& source) { source.SetCone(outerAngle, outerGain); }, outerAngle,
+        outerGain);
 }
 
 void SoundSystem::SetGain(std::int32_t sourceId, float gain) {
-    if (!deviceOpen) {
-        return;
-    }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    if (Source* source = sourceRegistry.Find(sourceId)) {
-        alSourcef(source->alSource, AL_GAIN, gain);
-    }
-    if (replicating) {
-        Record<CommandSetGain>(sourceId, gain);
-    }
+    OnSource<CommandSetGain>(
+        sourceId, [&](Source& source) { source.SetGain(gain); }, gain);
 }
 
 void SoundSystem::DeleteSourcesAndSounds() {
     if (!deviceOpen) {
         return;
     }
-    std::lock_guard lock(sourceRegistry.sourcesMutex);
-    sourceRegistry.Clear();
+    SourceRegistry::Lock sources(sourceRegistry);
+    sources.Clear();
     soundRegistry.Clear();
     if (replicating) {
         Record<CommandDeleteSourcesAndSounds>();

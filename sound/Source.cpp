@@ -6,7 +6,7 @@
 namespace {
 
 // Any bit of AL_LOOPING's value: every state OpenAL reports (0x1011 to 0x1014)
-// passes, only a failed query leaving 0 does not. Callers rely on this as it is.
+// passes, only a failed query leaving 0 does not.
 constexpr ALint kStateMask = 0x1007;
 
 void ReportIfFailed(const char* operation) {
@@ -15,15 +15,34 @@ void ReportIfFailed(const char* operation) {
     }
 }
 
+osg::Vec3f GetVector(ALuint source, ALenum param) {
+    osg::Vec3f value(0, 0, 0);
+    alGetSource3f(source, param, &value.x(), &value.y(), &value.z());
+    return value;
+}
+
 }  // namespace
+
+bool SourceHandle::SetSound(const SoundBufferRegistry& sounds, std::string_view soundName) const {
+    const ALuint buffer = sounds.FindBuffer(soundName);
+    if (buffer == 0) {
+        return false;
+    }
+    alGetError();
+    alSourcei(alSource, AL_BUFFER, static_cast<ALint>(buffer));
+    if (ALenum error = alGetError(); error != AL_NO_ERROR) {
+        ReportAlError("set sound", error);
+        return false;
+    }
+    return true;
+}
 
 Source::Source() {
     alGenSources(1, &alSource);
 }
 
 Source::~Source() {
-    alSourceStop(alSource);
-    started = false;
+    Stop();
     alDeleteSources(1, &alSource);
 }
 
@@ -34,16 +53,27 @@ void Source::StartPlayback() {
     ReportIfFailed("play");
 }
 
+void Source::Stop() {
+    alSourceStop(alSource);
+    started = false;
+}
+
 void Source::SetLooping(bool looping) {
     alGetError();
     alSourcei(alSource, AL_LOOPING, looping ? 1 : 0);
-    ReportIfFailed("play");  // deliberately the same word as starting playback
+    ReportIfFailed("play");
 }
 
-bool Source::StateTest() const {
-    ALint state = 0;
-    alGetSourcei(alSource, AL_SOURCE_STATE, &state);
-    return (state & kStateMask) != 0;
+void Source::SetPosition(const osg::Vec3f& position) {
+    alSource3f(alSource, AL_POSITION, position.x(), position.y(), position.z());
+}
+
+void Source::SetDirection(const osg::Vec3f& direction) {
+    alSource3f(alSource, AL_DIRECTION, direction.x(), direction.y(), direction.z());
+}
+
+void Source::SetGain(float gain) {
+    alSourcef(alSource, AL_GAIN, gain);
 }
 
 void Source::SetCone(float outerAngle, float outerGain) {
@@ -53,6 +83,33 @@ void Source::SetCone(float outerAngle, float outerGain) {
     ReportIfFailed("set sound cone parameters");
 }
 
+bool Source::StateTest() const {
+    ALint state = 0;
+    alGetSourcei(alSource, AL_SOURCE_STATE, &state);
+    return (state & kStateMask) != 0;
+}
+
+bool Source::IsPlayingNow() const {
+    ALint state = 0;
+    alGetSourcei(alSource, AL_SOURCE_STATE, &state);
+    return state == AL_PLAYING;
+}
+
+osg::Vec3f Source::GetPosition() const {
+    return GetVector(alSource, AL_POSITION);
+}
+
+SourceState Source::Describe(const SoundBufferRegistry& sounds) const {
+    SourceState state;
+    state.position = GetVector(alSource, AL_POSITION);
+    state.playing = StateTest();
+    state.started = started;
+    state.soundName = MountedSoundName(sounds);
+    state.direction = GetVector(alSource, AL_DIRECTION);
+    GetCone(state.outerAngle, state.outerGain);
+    return state;
+}
+
 void Source::GetCone(float& outerAngle, float& outerGain) const {
     alGetError();
     alGetSourcef(alSource, AL_CONE_OUTER_ANGLE, &outerAngle);
@@ -60,24 +117,10 @@ void Source::GetCone(float& outerAngle, float& outerGain) const {
     ReportIfFailed("get sound cone parameters");
 }
 
-bool Source::SetSound(const SoundBufferRegistry& sounds, std::string_view soundName) {
-    if (!sounds.HasSound(soundName)) {
-        return false;
-    }
-    alGetError();
-    alSourcei(alSource, AL_BUFFER, static_cast<ALint>(sounds.FindBuffer(soundName)));
-    if (ALenum error = alGetError(); error != AL_NO_ERROR) {
-        ReportAlError("set sound", error);
-        return false;
-    }
-    return true;
-}
-
 std::string Source::MountedSoundName(const SoundBufferRegistry& sounds) const {
     ALint buffer = 0;
     alGetError();
     alGetSourcei(alSource, AL_BUFFER, &buffer);
-    // Deliberately this word, although nothing is unmounted.
     ReportIfFailed("unmount sound");
     return sounds.FindNameOfBuffer(static_cast<ALuint>(buffer));
 }

@@ -5,29 +5,65 @@
 #include <string>
 #include <string_view>
 
-struct SoundBufferRegistry;
+#include <osg/Vec3f>
 
-// One playback voice: owns an OpenAL source from construction to destruction.
-// `started` says the source was told to play; it does not follow OpenAL's state.
+#include "sound/SourceState.h"
+
+class SoundBufferRegistry;
+
+// A source's OpenAL name taken out of the registry's lock, so that a sound can be
+// attached after the lock is released. Should the source be deleted meanwhile,
+// OpenAL reports an invalid name; no freed memory is touched.
+class SourceHandle {
+public:
+    // Attaches the named sound's buffer; false if the name is unknown (no OpenAL
+    // call) or OpenAL reported an error ("set sound").
+    [[nodiscard]] bool SetSound(const SoundBufferRegistry& sounds,
+                                std::string_view soundName) const;
+
+private:
+    friend class Source;
+    explicit SourceHandle(ALuint alSource) : alSource(alSource) {}
+    ALuint alSource;
+};
+
+// One playback voice. It owns its OpenAL source from construction (generated) to
+// destruction (stopped, then deleted). `started` says the source was told to
+// play; it does not follow OpenAL's state, so a sound that ends by itself leaves
+// it set.
 class Source {
 public:
-    Source();   // generates the OpenAL source
-    ~Source();  // stops and deletes it
+    Source();
+    ~Source();
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
-    // Sets `started` first, then plays; errors are reported as "play".
+    // Sets `started` first, then plays; an error is reported as "play".
     void StartPlayback();
-    // Errors are reported as "play" too.
+    // Stops playback and clears `started`.
+    void Stop();
+    // An error is reported as "play" too, deliberately.
     void SetLooping(bool looping);
-    bool IsStarted() const { return started; }
-    // True for every state OpenAL reports; false only when the query failed.
-    bool StateTest() const;
+    void SetPosition(const osg::Vec3f& position);
+    void SetDirection(const osg::Vec3f& direction);
+    void SetGain(float gain);
     void SetCone(float outerAngle, float outerGain);
+
+    [[nodiscard]] bool IsStarted() const { return started; }
+    // True for every state OpenAL reports (its values share the bits of 0x1007);
+    // false only when the query failed. Callers rely on this as it is.
+    [[nodiscard]] bool StateTest() const;
+    // Whether OpenAL is playing the source at this moment.
+    [[nodiscard]] bool IsPlayingNow() const;
+    [[nodiscard]] osg::Vec3f GetPosition() const;
+    // The state a snapshot carries, queried in the record's order.
+    [[nodiscard]] SourceState Describe(const SoundBufferRegistry& sounds) const;
+    [[nodiscard]] SourceHandle Handle() const { return SourceHandle(alSource); }
+
+private:
     void GetCone(float& outerAngle, float& outerGain) const;
-    // Attaches the named sound's buffer; false if the name is unknown or OpenAL failed.
-    bool SetSound(const SoundBufferRegistry& sounds, std::string_view soundName);
-    // The name of the sound attached, or empty.
+    // The name of the sound attached, or empty ("unmount sound" on an error,
+    // deliberately that word).
     std::string MountedSoundName(const SoundBufferRegistry& sounds) const;
 
     ALuint alSource = 0;

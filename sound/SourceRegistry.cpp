@@ -1,38 +1,58 @@
 #include "sound/SourceRegistry.h"
 
-SourceRegistry::~SourceRegistry() {
-    Clear();
+namespace {
+
+// std::map::clear destroys from the back; sources go in ascending id order.
+void ClearAscending(std::map<std::int32_t, std::unique_ptr<Source>>& sources) {
+    while (!sources.empty()) {
+        sources.erase(sources.begin());
+    }
 }
 
-Source* SourceRegistry::Find(std::int32_t id) {
+}  // namespace
+
+Source* SourceRegistry::Lock::Find(std::int32_t id) {
     auto found = sources.find(id);
     return found == sources.end() ? nullptr : found->second.get();
+}
+
+void SourceRegistry::Lock::Erase(std::int32_t id) {
+    sources.erase(id);
+}
+
+void SourceRegistry::Lock::Clear() {
+    ClearAscending(sources);
+}
+
+std::vector<std::int32_t> SourceRegistry::Lock::Ids() const {
+    std::vector<std::int32_t> ids;
+    for (const auto& entry : sources) {
+        ids.push_back(entry.first);
+    }
+    return ids;
+}
+
+SourceRegistry::~SourceRegistry() {
+    ClearAscending(sources);
 }
 
 void SourceRegistry::CreateSourceWithId(std::int32_t id, const osg::Vec3f& position, bool looping) {
     if (id < 1) {
         return;
     }
-    std::lock_guard lock(sourcesMutex);
-    if (sources.contains(id)) {
-        return;  // the existing source keeps its position and looping
+    Lock locked(*this);
+    if (locked.Find(id)) {
+        return;
     }
     auto source = std::make_unique<Source>();
-    alSource3f(source->alSource, AL_POSITION, position.x(), position.y(), position.z());
+    source->SetPosition(position);
     source->SetLooping(looping);
-    sources.emplace(id, std::move(source));  // a duplicate would be destroyed here
-}
-
-void SourceRegistry::Erase(SourceMap::iterator entry) {
-    sources.erase(entry);
-}
-
-void SourceRegistry::Clear() {
-    sources.clear();
+    sources.emplace(id, std::move(source));
 }
 
 std::uint32_t& NextSourceId() {
-    // Plain, unlocked: ids are unique while CreateSource runs on one thread at a time.
+    // Plain, unlocked, deliberately: ids are unique while CreateSource runs on one
+    // thread at a time.
     static std::uint32_t counter = 0;
     return counter;
 }

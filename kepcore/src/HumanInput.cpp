@@ -45,7 +45,6 @@ const uxs::guid& ScriptedCamera::GetTypeGuid() const {
 
 bool ScriptedCamera::GetPose(math::pos_6d& pose, int device, bool) {
     std::lock_guard lock(mutex_);
-    ++poseQueries_;
     if (device != 0) {
         return false;
     }
@@ -56,11 +55,6 @@ bool ScriptedCamera::GetPose(math::pos_6d& pose, int device, bool) {
 void ScriptedCamera::SetPose(const math::pos_6d& pose) {
     std::lock_guard lock(mutex_);
     pose_ = pose;
-}
-
-int ScriptedCamera::poseQueries() const {
-    std::lock_guard lock(mutex_);
-    return poseQueries_;
 }
 
 }  // namespace kep

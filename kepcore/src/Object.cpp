@@ -90,9 +90,4 @@ IUnknown* Object::IfaceHashTable::query(Object* object, util::type_id interfaceI
     return answer;
 }
 
-std::size_t Object::IfaceHashTable::cachedCount() const {
-    std::lock_guard lock(mutex_);
-    return offsets_.size();
-}
-
 }  // namespace kep

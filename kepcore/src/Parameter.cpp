@@ -21,8 +21,6 @@ IUnknown* Parameter::QueryInterface(util::type_id interfaceId) {
 }
 
 void Parameter::notify(std::uint32_t mask) {
-    ++notifications_;
-    lastNotifyMask_ = mask;
     if ((mask & NotifyFlags::Value) && owner_) {
         owner_->markChanged(name_);
     }

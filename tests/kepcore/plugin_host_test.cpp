@@ -7,6 +7,9 @@
 #include "kep/HumanInput.h"
 #include "kep/Messages.h"
 #include "kep/PluginManager.h"
+#include "support/MessageCapture.h"
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -71,7 +74,7 @@ TEST(PluginManager, FindsPluginsByInterfaceAndTag) {
 }
 
 TEST(PluginManager, ReportsALibraryThatCannotLoad) {
-    kep::MessageCapture capture;
+    MessageCapture capture;
     kep::PluginManager manager;
     EXPECT_EQ(manager.LoadLibrary("/nonexistent/libnothing.so"), nullptr);
     ASSERT_EQ(capture.lines(kep::MessageLevel::Error).size(), 1u);
@@ -79,7 +82,7 @@ TEST(PluginManager, ReportsALibraryThatCannotLoad) {
 }
 
 TEST(PluginLibraryItem, FlagStringSetsKnownWordsAndReportsOthers) {
-    kep::MessageCapture capture;
+    MessageCapture capture;
     kep::PluginLibraryItem item;
     item.name = "Thing";
     item.applyFlagString("DEFAULT");
@@ -92,20 +95,19 @@ TEST(PluginLibraryItem, FlagStringSetsKnownWordsAndReportsOthers) {
 
 TEST(Pose, SplitsIntoEyeDirectionAndUp) {
     auto near = [](const osg::Vec3f& a, const osg::Vec3f& b) { return (a - b).length() < 1e-5f; };
-    osg::Vec3f eye, dir, up;
-    kep::math::pos_6d pose{1, 2, 3};
-    pose.eye_dir_up(eye, dir, up);
-    EXPECT_TRUE(near(eye, {1, 2, 3}));
-    EXPECT_TRUE(near(dir, {0, 1, 0}));
-    EXPECT_TRUE(near(up, {0, 0, 1}));
-    pose.heading = 90;  // turn left: look along -X
-    pose.eye_dir_up(eye, dir, up);
-    EXPECT_TRUE(near(dir, {-1, 0, 0}));
-    pose.heading = 0;
-    pose.pitch = 90;  // look up: up tilts back
-    pose.eye_dir_up(eye, dir, up);
-    EXPECT_TRUE(near(dir, {0, 0, 1}));
-    EXPECT_TRUE(near(up, {0, -1, 0}));
+    struct Case {
+        kep::math::pos_6d pose;
+        osg::Vec3f dir, up;
+    };
+    // Heading turns left (90: look along -X); pitch looks up, tilting up back.
+    for (const Case& c : {Case{{1, 2, 3, 0, 0, 0}, {0, 1, 0}, {0, 0, 1}},
+                          Case{{1, 2, 3, 90, 0, 0}, {-1, 0, 0}, {0, 0, 1}},
+                          Case{{1, 2, 3, 0, 90, 0}, {0, 0, 1}, {0, -1, 0}}}) {
+        osg::Vec3f eye, dir, up;
+        c.pose.eye_dir_up(eye, dir, up);
+        EXPECT_TRUE(near(eye, {1, 2, 3}) && near(dir, c.dir) && near(up, c.up))
+            << c.pose.heading << " " << c.pose.pitch;
+    }
 }
 
 TEST(DataManager, ResolvesAsGivenThenUnderRoots) {
@@ -118,6 +120,9 @@ TEST(DataManager, ResolvesAsGivenThenUnderRoots) {
     EXPECT_EQ(manager.GetFilePath("sounds/bell.wav"), (root / "sounds" / "bell.wav").string());
     EXPECT_EQ(manager.GetFilePath((root / "sounds" / "bell.wav").string()),
               (root / "sounds" / "bell.wav").string());
+    // Only regular files are found: a folder or a FIFO is not.
+    ASSERT_EQ(mkfifo((root / "sounds" / "pipe.wav").c_str(), 0600), 0);
+    EXPECT_EQ(manager.GetFilePath("sounds/pipe.wav"), "");
     EXPECT_EQ(manager.GetFilePath("sounds"), "");
     EXPECT_EQ(manager.GetFilePath(""), "");
     std::filesystem::remove_all(root);

@@ -33,7 +33,8 @@ public:
     virtual bool GetPose(math::pos_6d& pose, int device, bool world) = 0;
 };
 
-// A human-input plug-in whose pose the host sets: a scripted camera.
+// A human-input plug-in whose pose the host sets from any thread: a camera moved
+// by a script, a recorded path or a network peer instead of a device.
 class KEPCORE_API ScriptedCamera final : public BasePlugin, public IHumanInput {
 public:
     IUnknown* QueryInterface(util::type_id interfaceId) override;
@@ -52,12 +53,10 @@ public:
 
     bool GetPose(math::pos_6d& pose, int device, bool world) override;
     void SetPose(const math::pos_6d& pose);
-    int poseQueries() const;
 
 private:
     mutable std::mutex mutex_;
     math::pos_6d pose_;
-    int poseQueries_ = 0;
 };
 
 }  // namespace kep

@@ -1,11 +1,8 @@
 #pragma once
 
 #include <memory>
-#include <ostream>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -66,35 +63,5 @@ inline MessageStream Info() {
 inline MessageStream Debug() {
     return MessageStream(MessageLevel::Debug);
 }
-
-struct LoggedLine {
-    MessageLevel level;
-    std::string text;
-    friend bool operator==(const LoggedLine&, const LoggedLine&) = default;
-    friend std::ostream& operator<<(std::ostream& out, const LoggedLine& line) {
-        return out << '[' << ToString(line.level) << "] " << line.text;
-    }
-};
-
-// Collects every line while it lives (all levels, whatever the shown level), and
-// puts the previous sink and level back when it goes.
-class KEPCORE_API MessageCapture {
-public:
-    MessageCapture();
-    ~MessageCapture();
-    MessageCapture(const MessageCapture&) = delete;
-    MessageCapture& operator=(const MessageCapture&) = delete;
-
-    std::vector<LoggedLine> lines() const;
-    std::vector<std::string> lines(MessageLevel level) const;
-    bool contains(MessageLevel level, std::string_view text) const;
-    void clear();
-
-private:
-    class Sink;
-    std::shared_ptr<Sink> sink_;
-    std::shared_ptr<MessageSink> previousSink_;
-    MessageLevel previousLevel_;
-};
 
 }  // namespace kep

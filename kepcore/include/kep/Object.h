@@ -40,7 +40,6 @@ public:
         IfaceHashTable& operator=(const IfaceHashTable&) = delete;
 
         IUnknown* query(Object* object, util::type_id interfaceId, Resolver resolver);
-        std::size_t cachedCount() const;
 
     private:
         static constexpr std::ptrdiff_t kNoAnswer = PTRDIFF_MIN;

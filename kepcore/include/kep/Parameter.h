@@ -1,9 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "kep/Object.h"
 
@@ -52,8 +54,6 @@ public:
     // Tells the owning property about a change; NotifyFlags::Value puts the name
     // into the property's set of changed names.
     void notify(std::uint32_t mask);
-    std::uint32_t notifications() const { return notifications_; }
-    std::uint32_t lastNotifyMask() const { return lastNotifyMask_; }
 
 private:
     friend class Property;
@@ -62,8 +62,6 @@ private:
     std::uint32_t flags_ = 0;
     std::string description_;
     std::string displayName_;
-    std::uint32_t notifications_ = 0;
-    std::uint32_t lastNotifyMask_ = 0;
 };
 
 namespace detail {
@@ -75,7 +73,9 @@ KEPCORE_API bool ParseValue(std::string_view text, bool& value);
 KEPCORE_API bool ParseValue(std::string_view text, double& value);
 }  // namespace detail
 
-// The typed side of a parameter. Once bound, the value lives in the caller's member.
+// The typed side of a parameter. Once bound, the value lives in the caller's
+// member. A bool or double is stored with an atomic store, so its owner may read
+// it from any thread through std::atomic_ref while the host sets it.
 template <class T>
 class IParameterValue : public IUnknown {
 public:
@@ -111,7 +111,11 @@ public:
 
     const T& get() const override { return *storage_; }
     void set(const T& value) override {
-        *storage_ = value;
+        if constexpr (std::is_arithmetic_v<T>) {
+            std::atomic_ref<T>(*storage_).store(value);
+        } else {
+            *storage_ = value;
+        }
         notify(NotifyFlags::All);
     }
     void bind(T* storage) override { storage_ = storage ? storage : &own_; }

@@ -1,0 +1,106 @@
+// The library as the host finds it, and a sound system playing on real OpenAL
+// Soft (null backend).
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "kep/HumanInput.h"
+#include "kep/ISoundInspector.h"
+#include "plugin/PluginIdentity.h"
+#include "support/Harness.h"
+#include "support/TestMedia.h"
+
+extern "C" kep::PluginLibraryDescriptor* GetLibraryContents();
+
+namespace {
+
+TEST(Library, DescribesItselfAndItsOnePlugin) {
+    kep::PluginLibraryDescriptor* library = GetLibraryContents();
+    ASSERT_EQ(library, GetLibraryContents());
+    EXPECT_EQ(library->name, "kepSoundPlugins");
+    const kep::PluginLibraryItem* item = library->items;
+    ASSERT_NE(item, nullptr);
+    EXPECT_EQ(item->name, "SoundSystem");
+    EXPECT_EQ(Hex(item->guid.bytes()), "F9 53 F8 A1 AA 0F 5C 45 A1 25 02 78 77 2C 0A AF");
+    EXPECT_EQ(item->kind, 2);
+    EXPECT_EQ(item->flags, kep::ItemFlags::Default);
+    EXPECT_EQ(item->next, nullptr);
+}
+
+TEST(Library, SoundSystemAnswersForItsInterfacesOnly) {
+    SoundSystemHarness host;
+    SoundSystem& system = host.Add("sound", false, false);
+    EXPECT_EQ(system.GetTypeName(), "SoundSystem");
+    EXPECT_EQ(system.GetDisplayName(), "Sound System");
+    EXPECT_EQ(system.GetTypeGuid(), SoundSystemTypeGuid());
+    auto* sound = kep::query<kep::ISoundSystem>(&system);
+    auto* interactive = kep::query<kep::IInteractivePlugin>(&system);
+    auto* base = kep::query<kep::IBasePlugin>(&system);
+    EXPECT_EQ(sound, static_cast<kep::ISoundSystem*>(&system));
+    EXPECT_EQ(interactive, static_cast<kep::IInteractivePlugin*>(&system));
+    EXPECT_EQ(base, static_cast<kep::IBasePlugin*>(&system));
+    EXPECT_EQ(kep::query<kep::IInteractivePlugin>(sound), interactive);
+    EXPECT_EQ(kep::query<kep::ISoundSystem>(base), sound);
+    EXPECT_EQ(kep::query<kep::IHumanInput>(&system), nullptr);
+    EXPECT_EQ(system.GetFlags() & 0x220u, 0x220u);
+}
+
+TEST(Library, SoundSystemDeclaresItsParameters) {
+    SoundSystemHarness host;
+    SoundSystem& system = host.Add("sound", false, false);
+    const kep::Property& global = *system.GetPluginProperty();
+    const kep::Property& local = *system.GetPluginLocalProperty();
+    EXPECT_EQ(global.GetParameterText("Volume"), "1");
+    EXPECT_EQ(global.FindParameter("Volume")->description(), "Overall Volume 1.0f ? 0Db");
+    EXPECT_EQ(global.GetParameterText("PlaySoundOnServer"), "true");
+    EXPECT_EQ(global.FindParameter("PlaySoundOnServer")->description(), "Play sound on server");
+    EXPECT_EQ(local.GetParameterText("HumanInputTag"), "");
+    EXPECT_EQ(local.FindParameter("HumanInputTag")->description(), "Human Input Tag");
+    EXPECT_EQ(system.TakeChanged(), 0);
+    // Local data of another kind gets no parameter.
+    kep::Property other;
+    kep::IComponent::LocalData foreign;
+    system.DeclareLocalParameters(other, &foreign);
+    EXPECT_TRUE(other.parameters().empty());
+}
+
+TEST(Playback, ASoundPlaysFromASourceWithTheDurationOfItsPaddedBuffer) {
+    SoundSystemHarness host;
+    SoundSystem& system = host.Add("sound");
+    ASSERT_TRUE(system.IsDeviceOpen());
+    ASSERT_TRUE(system.CreateSound("sine", MediaPath("sine_mono_2s.wav")));
+    // 88224 samples (frames padded to 32 samples) at 44100 Hz: 2.0005 s, rounded up.
+    EXPECT_EQ(system.GetSoundDuration("sine"), 3u);
+    const std::int32_t source = system.CreateSource(osg::Vec3f(1, 2, 3), false);
+    // The state test passes for a source that never played (AL_INITIAL).
+    EXPECT_TRUE(system.IsPlaying(source));
+    EXPECT_EQ(system.GetPosition(source), osg::Vec3f(1, 2, 3));
+    EXPECT_TRUE(system.MountSound(source, "sine"));
+    EXPECT_FALSE(system.MountSound(source, "other"));
+    system.PlaySound(source, false);
+    auto* inspector = kep::query<kep::ISoundInspector>(&system);
+    EXPECT_TRUE(inspector->IsSourcePlaying(source));
+    system.StopSound(source);
+    EXPECT_FALSE(inspector->IsSourcePlaying(source));
+    EXPECT_EQ(system.GetPosition(source + 1), osg::Vec3f(0, 0, 0));
+    EXPECT_EQ(system.GetSoundDuration("other"), 0u);
+}
+
+TEST(Playback, SourceIdsStartAtOneAndIdsBelowOneNameNoSource) {
+    SoundSystemHarness host;
+    SoundSystem& system = host.Add("sound");
+    system.CreateSourceWithId(0, osg::Vec3f(), false);
+    system.CreateSourceWithId(-5, osg::Vec3f(), false);
+    EXPECT_FALSE(system.HasSource(0));
+    EXPECT_FALSE(system.HasSource(-5));
+    // An id that exists keeps its source as it was.
+    system.CreateSourceWithId(9, osg::Vec3f(1, 0, 0), false);
+    system.CreateSourceWithId(9, osg::Vec3f(2, 0, 0), false);
+    EXPECT_EQ(system.GetPosition(9), osg::Vec3f(1, 0, 0));
+    // A fresh process (this test program run again for this test alone) hands out 1 first.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(std::exit(system.CreateSource(osg::Vec3f(), false)), testing::ExitedWithCode(1),
+                "");
+}
+
+}  // namespace
