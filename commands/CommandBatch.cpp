@@ -7,14 +7,18 @@
 #include "plugin/SoundSystem.h"
 
 void SoundSystem::serialize(uxs::basic_iobuf<std::uint8_t>& buffer, bool full) {
-    std::lock_guard lock(commandMutex);
     const std::uint8_t fullFlag = full ? 1 : 0;
-    buffer.write(std::span(&fullFlag, 1));
     if (full) {
-        // The recorded commands stay for the next batch.
+        // A snapshot touches no command state, so it is written under the sources
+        // lock alone: holding the command lock around it would take the two locks in
+        // the opposite order to a recording operation on another thread, and the
+        // two could deadlock. The recorded commands stay for the next batch.
+        buffer.write(std::span(&fullFlag, 1));
         WriteSnapshot(buffer);
         return;
     }
+    std::lock_guard lock(commandMutex);
+    buffer.write(std::span(&fullFlag, 1));
     wire::WriteScalar(buffer, static_cast<std::uint32_t>(pendingCommands.size()));
     for (const auto& command : pendingCommands) {
         wire::WriteScalar(buffer, command->type);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <system_error>
 
 #include "kep/HumanInput.h"
 #include "kep/ISoundInspector.h"
@@ -101,6 +102,28 @@ TEST(Playback, SourceIdsStartAtOneAndIdsBelowOneNameNoSource) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(std::exit(system.CreateSource(osg::Vec3f(), false)), testing::ExitedWithCode(1),
                 "");
+}
+
+// Applying received commands on an instance that records them is a misuse the
+// host must avoid; it raises instead of hanging.
+TEST(RecordingInstance, ApplyingReceivedCommandsRaisesAndLeavesItWorking) {
+    SoundSystemHarness host;
+    SoundSystem& sender = host.Add("sender", true);
+    SoundSystem& other = host.Add("other", true);
+    const std::int32_t source = sender.CreateSource(osg::Vec3f(), false);
+    sender.SetGain(source, 0.5f);
+    ReadFrame(other, WriteFrame(sender));
+    try {
+        other.Update();
+        ADD_FAILURE() << "Update returned";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::errc::resource_deadlock_would_occur);
+    }
+    // Both locks were released on the way out.
+    other.SetGain(source, 0.25f);
+    EXPECT_EQ(WriteFrame(other).size(), 5u + 21 + 12 + 12);
+    other.Update();
+    EXPECT_TRUE(other.HasSource(source));
 }
 
 }  // namespace

@@ -1,36 +1,15 @@
 // Instances exchanging buffers across threads, and what must not bring one down:
-// applying on a recording instance, operations racing the update, damaged frames.
+// operations racing the update, damaged frames.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <random>
-#include <system_error>
 #include <thread>
 
 #include "support/Harness.h"
 #include "support/MessageCapture.h"
 
 namespace {
-
-TEST(RecordingInstance, ApplyingReceivedCommandsRaisesAndLeavesItWorking) {
-    SoundSystemHarness host;
-    SoundSystem& sender = host.Add("sender", true);
-    SoundSystem& other = host.Add("other", true);
-    const std::int32_t source = sender.CreateSource(osg::Vec3f(), false);
-    sender.SetGain(source, 0.5f);
-    ReadFrame(other, WriteFrame(sender));
-    try {
-        other.Update();
-        ADD_FAILURE() << "Update returned";
-    } catch (const std::system_error& error) {
-        EXPECT_EQ(error.code(), std::errc::resource_deadlock_would_occur);
-    }
-    // Both locks were released on the way out.
-    other.SetGain(source, 0.25f);
-    EXPECT_EQ(WriteFrame(other).size(), 5u + 21 + 12 + 12);
-    other.Update();
-    EXPECT_TRUE(other.HasSource(source));
-}
 
 // A recorder, driven from one thread, is replayed by a receiver whose own
 // operations, parameters and start run on a second thread meanwhile.

@@ -6,6 +6,9 @@
 #ifndef KEP_TEST_MEDIA_DIR
 #define KEP_TEST_MEDIA_DIR ""
 #endif
+#ifndef KEP_TSAN_SUPPRESSIONS
+#define KEP_TSAN_SUPPRESSIONS ""
+#endif
 
 // Huge sizes read from damaged streams must throw std::bad_alloc, not abort.
 extern "C" const char* __asan_default_options() {
@@ -14,6 +17,10 @@ extern "C" const char* __asan_default_options() {
 
 extern "C" const char* __ubsan_default_options() {
     return "print_stacktrace=1:halt_on_error=1";
+}
+
+extern "C" const char* __tsan_default_options() {
+    return "halt_on_error=1:second_deadlock_stack=1:suppressions=" KEP_TSAN_SUPPRESSIONS;
 }
 
 int main(int argc, char** argv) {
