@@ -9,5 +9,5 @@
 // payload.
 struct CommandFactory {
     // Empty, with an error line, for a code no command has.
-    static std::shared_ptr<Command> Create(std::uint32_t typeCode);
+    [[nodiscard]] static std::shared_ptr<Command> Create(std::uint32_t typeCode);
 };

@@ -12,7 +12,7 @@ struct AudioDevice {
 
 // Opens the default device (or, failing that, whatever OpenAL picks), makes a
 // context current and subscribes to device events; true when sound can play.
-bool OpenAudioDevice(AudioDevice& holder);
+[[nodiscard]] bool OpenAudioDevice(AudioDevice& holder);
 // Unsubscribes from events and releases the context and the device.
 void ShutdownAudioDevice(AudioDevice& holder);
 // Logs a device event; runs on an OpenAL thread.

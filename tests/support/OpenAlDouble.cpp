@@ -33,7 +33,6 @@ struct BufferModel {
 };
 
 struct State {
-    std::recursive_mutex mutex;
     std::vector<std::string> calls;
     std::set<std::string, std::less<>> extensions;
     std::set<std::string, std::less<>> failingDevices;
@@ -50,9 +49,11 @@ struct State {
     void* eventUserParam = nullptr;
 };
 
+std::recursive_mutex theMutex;
+std::unique_ptr<State> theState = std::make_unique<State>();
+
 State& The() {
-    static State state;
-    return state;
+    return *theState;
 }
 
 std::string Enum(ALenum value) {
@@ -104,7 +105,7 @@ SourceModel* FindSource(ALuint source) {
 }
 
 void AL_APIENTRY EventControl(ALsizei count, const ALenum* types, ALboolean enable) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     std::vector<std::string> names;
     for (ALsizei i = 0; i < count; ++i) {
         names.push_back(Enum(types[i]));
@@ -113,7 +114,7 @@ void AL_APIENTRY EventControl(ALsizei count, const ALenum* types, ALboolean enab
 }
 
 void AL_APIENTRY EventCallback(ALEVENTPROCSOFT callback, void* userParam) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alEventCallbackSOFT", callback ? "callback" : "null", userParam ? "ptr" : "null");
     The().eventCallback = callback;
     The().eventUserParam = userParam;
@@ -122,25 +123,12 @@ void AL_APIENTRY EventCallback(ALEVENTPROCSOFT callback, void* userParam) {
 }  // namespace
 
 void Reset() {
-    State& state = The();
-    std::lock_guard lock(state.mutex);
-    state.calls.clear();
-    state.extensions.clear();
-    state.failingDevices.clear();
-    state.failCreateContext = false;
-    state.injected.clear();
-    state.pendingError = AL_NO_ERROR;
-    state.devices.clear();
-    state.contexts.clear();
-    state.sources.clear();
-    state.buffers.clear();
-    state.nextSource = state.nextBuffer = 1;
-    state.eventCallback = nullptr;
-    state.eventUserParam = nullptr;
+    std::lock_guard lock(theMutex);
+    theState = std::make_unique<State>();
 }
 
 std::vector<std::string> Calls() {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     return The().calls;
 }
 
@@ -158,27 +146,27 @@ std::vector<std::string> CallsTo(std::initializer_list<std::string_view> prefixe
 }
 
 void ClearCalls() {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     The().calls.clear();
 }
 
 void SetExtensions(std::vector<std::string> extensions) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     The().extensions = {extensions.begin(), extensions.end()};
 }
 
 void FailOpenDevice(std::string name) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     The().failingDevices.insert(std::move(name));
 }
 
 void FailCreateContext() {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     The().failCreateContext = true;
 }
 
 void FailNextCall(std::string function, ALenum error) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     The().injected[std::move(function)].push_back(error);
 }
 
@@ -187,7 +175,7 @@ bool FireEvent(ALenum eventType, ALuint object, ALuint param, std::string_view m
     ALEVENTPROCSOFT callback = nullptr;
     void* userParam = nullptr;
     {
-        std::lock_guard lock(The().mutex);
+        std::lock_guard lock(theMutex);
         callback = The().eventCallback;
         userParam = The().eventUserParam;
     }
@@ -206,25 +194,25 @@ using namespace aldouble;
 extern "C" {
 
 AL_API ALenum AL_APIENTRY alGetError() {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alGetError");
     return std::exchange(The().pendingError, AL_NO_ERROR);
 }
 
 AL_API ALboolean AL_APIENTRY alIsExtensionPresent(const ALchar* name) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alIsExtensionPresent", Text(name));
     return name && The().extensions.contains(name) ? AL_TRUE : AL_FALSE;
 }
 
 AL_API ALenum AL_APIENTRY alGetEnumValue(const ALchar* name) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alGetEnumValue", Text(name));
     return 0;
 }
 
 AL_API void* AL_APIENTRY alGetProcAddress(const ALchar* name) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alGetProcAddress", Text(name));
     if (!name || !The().extensions.contains("AL_SOFT_events")) {
         return nullptr;
@@ -237,7 +225,7 @@ AL_API void* AL_APIENTRY alGetProcAddress(const ALchar* name) {
 }
 
 AL_API void AL_APIENTRY alGenSources(ALsizei n, ALuint* sources) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (Call("alGenSources", n)) {
         return;
     }
@@ -248,7 +236,7 @@ AL_API void AL_APIENTRY alGenSources(ALsizei n, ALuint* sources) {
 }
 
 AL_API void AL_APIENTRY alDeleteSources(ALsizei n, const ALuint* sources) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (Call("alDeleteSources", n, Array(sources, n))) {
         return;
     }
@@ -260,7 +248,7 @@ AL_API void AL_APIENTRY alDeleteSources(ALsizei n, const ALuint* sources) {
 }
 
 AL_API void AL_APIENTRY alSourcePlay(ALuint source) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (!Call("alSourcePlay", source)) {
         if (SourceModel* model = FindSource(source)) {
             model->state = AL_PLAYING;
@@ -269,7 +257,7 @@ AL_API void AL_APIENTRY alSourcePlay(ALuint source) {
 }
 
 AL_API void AL_APIENTRY alSourceStop(ALuint source) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (!Call("alSourceStop", source)) {
         if (SourceModel* model = FindSource(source)) {
             model->state = AL_STOPPED;
@@ -278,7 +266,7 @@ AL_API void AL_APIENTRY alSourceStop(ALuint source) {
 }
 
 AL_API void AL_APIENTRY alSourcei(ALuint source, ALenum param, ALint value) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (Call("alSourcei", source, Enum(param), value)) {
         return;
     }
@@ -289,21 +277,21 @@ AL_API void AL_APIENTRY alSourcei(ALuint source, ALenum param, ALint value) {
 }
 
 AL_API void AL_APIENTRY alSourcef(ALuint source, ALenum param, ALfloat value) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (!Call("alSourcef", source, Enum(param), value)) {
         FindSource(source);
     }
 }
 
 AL_API void AL_APIENTRY alSource3f(ALuint source, ALenum param, ALfloat x, ALfloat y, ALfloat z) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (!Call("alSource3f", source, Enum(param), x, y, z)) {
         FindSource(source);
     }
 }
 
 AL_API void AL_APIENTRY alGetSourcei(ALuint source, ALenum param, ALint* value) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (Call("alGetSourcei", source, Enum(param))) {
         return;
     }
@@ -313,7 +301,7 @@ AL_API void AL_APIENTRY alGetSourcei(ALuint source, ALenum param, ALint* value) 
 }
 
 AL_API void AL_APIENTRY alGetSourcef(ALuint source, ALenum param, ALfloat* value) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (!Call("alGetSourcef", source, Enum(param)) && FindSource(source)) {
         *value = 0;
     }
@@ -321,14 +309,14 @@ AL_API void AL_APIENTRY alGetSourcef(ALuint source, ALenum param, ALfloat* value
 
 AL_API void AL_APIENTRY alGetSource3f(ALuint source, ALenum param, ALfloat* x, ALfloat* y,
                                       ALfloat* z) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (!Call("alGetSource3f", source, Enum(param)) && FindSource(source)) {
         *x = *y = *z = 0;
     }
 }
 
 AL_API void AL_APIENTRY alGenBuffers(ALsizei n, ALuint* buffers) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (Call("alGenBuffers", n)) {
         return;
     }
@@ -339,7 +327,7 @@ AL_API void AL_APIENTRY alGenBuffers(ALsizei n, ALuint* buffers) {
 }
 
 AL_API void AL_APIENTRY alDeleteBuffers(ALsizei n, const ALuint* buffers) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (Call("alDeleteBuffers", n, Array(buffers, n))) {
         return;
     }
@@ -353,7 +341,7 @@ AL_API void AL_APIENTRY alDeleteBuffers(ALsizei n, const ALuint* buffers) {
 
 AL_API void AL_APIENTRY alBufferData(ALuint buffer, ALenum format, const ALvoid*, ALsizei size,
                                      ALsizei frequency) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (Call("alBufferData", buffer, Enum(format), size, frequency)) {
         return;
     }
@@ -367,7 +355,7 @@ AL_API void AL_APIENTRY alBufferData(ALuint buffer, ALenum format, const ALvoid*
 }
 
 AL_API void AL_APIENTRY alGetBufferi(ALuint buffer, ALenum param, ALint* value) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     if (Call("alGetBufferi", buffer, Enum(param))) {
         return;
     }
@@ -383,28 +371,28 @@ AL_API void AL_APIENTRY alGetBufferi(ALuint buffer, ALenum param, ALint* value) 
 }
 
 AL_API void AL_APIENTRY alListenerf(ALenum param, ALfloat value) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alListenerf", Enum(param), value);
 }
 
 AL_API void AL_APIENTRY alListener3f(ALenum param, ALfloat x, ALfloat y, ALfloat z) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alListener3f", Enum(param), x, y, z);
 }
 
 AL_API void AL_APIENTRY alListenerfv(ALenum param, const ALfloat* values) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alListenerfv", Enum(param), Array(values, param == AL_ORIENTATION ? 6 : 3));
 }
 
 ALC_API const ALCchar* ALC_APIENTRY alcGetString(ALCdevice* device, ALCenum param) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alcGetString", Label(device), Enum(param));
     return device ? device->name.c_str() : kDefaultDeviceName.data();
 }
 
 ALC_API ALCdevice* ALC_APIENTRY alcOpenDevice(const ALCchar* name) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alcOpenDevice", Text(name));
     if (The().failingDevices.contains(name ? name : "")) {
         return nullptr;
@@ -415,13 +403,13 @@ ALC_API ALCdevice* ALC_APIENTRY alcOpenDevice(const ALCchar* name) {
 }
 
 ALC_API ALCboolean ALC_APIENTRY alcCloseDevice(ALCdevice* device) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alcCloseDevice", Label(device));
     return ALC_TRUE;
 }
 
 ALC_API ALCcontext* ALC_APIENTRY alcCreateContext(ALCdevice* device, const ALCint* attributes) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alcCreateContext", Label(device), attributes ? "ptr" : "null");
     if (The().failCreateContext) {
         return nullptr;
@@ -431,12 +419,12 @@ ALC_API ALCcontext* ALC_APIENTRY alcCreateContext(ALCdevice* device, const ALCin
 }
 
 ALC_API void ALC_APIENTRY alcDestroyContext(ALCcontext* context) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     Call("alcDestroyContext", Label(context));
 }
 
 ALC_API ALCboolean ALC_APIENTRY alcMakeContextCurrent(ALCcontext* context) {
-    std::lock_guard lock(The().mutex);
+    std::lock_guard lock(theMutex);
     return Call("alcMakeContextCurrent", Label(context)) ? ALC_FALSE : ALC_TRUE;
 }
 
