@@ -1,24 +1,17 @@
 #include "decode/FFStream.h"
 
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "decode/FFmpegError.h"
+#include "decode/OpenAlCapabilities.h"
+#include "decode/OutputFormatSelector.h"
 #include "kep/Messages.h"
-
-namespace {
-
-// av_strerror's text for an FFmpeg error code, at most 63 characters.
-std::string FFmpegErrorText(int code) {
-    char text[64] = {};
-    av_strerror(code, text, sizeof text);
-    return text;
-}
-
-}  // namespace
 
 FFStream::FFStream(std::string_view path) {
     // FFmpeg takes zero-terminated text.
@@ -62,17 +55,17 @@ FFStream::FFStream(std::string_view path) {
 FFStream::~FFStream() {
     // The members then go in reverse declaration order; sampleBuffer is already
     // released by the decoding task.
-    finished = true;
+    packetQueue.Finish();
 }
 
 int FFStream::InterruptCallback(void* stream) {
-    return static_cast<FFStream*>(stream)->finished.load() ? 1 : 0;
+    return static_cast<FFStream*>(stream)->packetQueue.Finished() ? 1 : 0;
 }
 
 bool FFStream::OpenCodec() {
     ffmpeg::CodecContextPtr context(avcodec_alloc_context3(nullptr));
     if (!context) {
-        // finished is deliberately left unset here.
+        // The queue is deliberately left unfinished here.
         kep::Error()("Can't allocate codec context");
         return false;
     }
@@ -98,7 +91,7 @@ bool FFStream::OpenCodec() {
     }
 
     if (!chosen) {
-        finished = true;
+        packetQueue.Finish();
         kep::Error()("Couldn't find any suitable codec for the file");
         return false;
     }
@@ -108,4 +101,30 @@ bool FFStream::OpenCodec() {
     kep::Info()("FFStream: Find format {} with rate {}", codecContext->codec->name,
                 codecContext->sample_rate);
     return true;
+}
+
+bool FFStream::SelectOutputFormat() {
+    const OpenAlCapabilities device;
+    const std::optional<OutputFormat> selected =
+        OutputFormatSelector(device, codecContext->sample_fmt, codecContext->ch_layout).Select();
+    if (!selected) {
+        return false;
+    }
+    outSampleFormat = selected->sampleFormat;
+    outChannelMask = selected->channelMask;
+    alFormat = selected->alFormat;
+    frameBytes = selected->frameBytes;
+    return SetUpResampler();
+}
+
+bool FFStream::SetUpResampler() {
+    if (outSampleFormat == AV_SAMPLE_FMT_NONE) {
+        kep::Error()(
+            "FFStream: Ambisonic sound not supported by the sound plug-in or unknown format");
+        return false;
+    }
+    // Only the sample format and the channel layout change; the rate stays.
+    return resampler.SetUp(outChannelMask, static_cast<AVSampleFormat>(outSampleFormat),
+                           codecContext->sample_rate, codecContext->ch_layout,
+                           codecContext->sample_fmt, codecContext->sample_rate);
 }

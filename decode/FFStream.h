@@ -1,14 +1,12 @@
 #pragma once
 
-#include <atomic>
-#include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <mutex>
 #include <string_view>
 #include <vector>
 
 #include "decode/FFmpegHandles.h"
+#include "decode/PacketQueue.h"
+#include "decode/Resampler.h"
 
 // One sound file decoded whole into PCM that OpenAL can take. All the work is done
 // by the constructor: when it returns, the file has been read, decoded and
@@ -37,26 +35,22 @@ private:
     // FFmpeg's interrupt callback: non-zero aborts a blocking I/O call.
     static int InterruptCallback(void* stream);
 
-    bool OpenCodec();
-    bool SelectOutputFormat();
-    bool SetUpResampler();
+    [[nodiscard]] bool OpenCodec();
+    [[nodiscard]] bool SelectOutputFormat();
+    [[nodiscard]] bool SetUpResampler();
     void ReadPackets();
-    std::vector<std::uint8_t> DecodePackets();
-    std::int32_t ConvertFrame(AVFrame* frame);
+    [[nodiscard]] std::vector<std::uint8_t> DecodePackets();
+    [[nodiscard]] std::int32_t ConvertFrame(AVFrame* frame);
+    [[nodiscard]] bool ReserveSamples(int samples, int channels);
 
     // Declaration order is release order in reverse: pcm, queued packets, demuxer,
     // file, converter, decoder.
     AVStream* audioStream = nullptr;  // owned by formatContext
     ffmpeg::CodecContextPtr codecContext;
-    ffmpeg::ResamplerPtr resampler;
+    Resampler resampler;
     ffmpeg::IoContextPtr ioContext;
     ffmpeg::FormatContextPtr formatContext;
-    std::mutex packetMutex;
-    std::deque<ffmpeg::PacketPtr> packets;
-    // Size of packets, kept under packetMutex, so the decoding task can poll for
-    // work without taking the lock.
-    std::atomic<std::size_t> queuedPackets{0};
-    std::atomic<bool> finished{false};
+    PacketQueue packetQueue;
     std::uint32_t alFormat = 0;
     std::uint32_t frameBytes = 0;
     std::uint32_t sampleRate = 0;
@@ -64,7 +58,11 @@ private:
     std::uint64_t outChannelMask = 0;
     std::int32_t outSampleFormat = AV_SAMPLE_FMT_NONE;
     // Scratch buffer for one converted frame; the decoding task releases it.
-    std::uint8_t* sampleBuffer = nullptr;
+    ffmpeg::SampleBufferPtr sampleBuffer;
     std::int32_t sampleCapacity = 0;  // samples per channel
+    std::int32_t sampleChannels = 0;  // channels it was sized for
     std::int32_t sampleLinesize = 0;
+    // Set by the decoding task once a frame came in another format than the
+    // decoder's at opening.
+    bool formatChanged = false;
 };

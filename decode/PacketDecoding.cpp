@@ -2,13 +2,13 @@
 // packets into a queue while one asynchronous task decodes and converts them.
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <future>
 #include <new>
 #include <utility>
 
 extern "C" {
-#include <libavutil/mem.h>
 #include <libavutil/samplefmt.h>
 }
 
@@ -31,7 +31,7 @@ void FFStream::ReadPackets() {
     try {
         std::uint32_t packetCount = 0;
         std::uint32_t totalSize = 0;
-        while (!finished) {
+        while (!packetQueue.Finished()) {
             ffmpeg::PacketPtr packet(av_packet_alloc());
             if (!packet) {
                 throw std::bad_alloc();
@@ -45,18 +45,16 @@ void FFStream::ReadPackets() {
             }
             kep::Debug()("FFStream: Packet read. Size: {:.2f} KB", Kilobytes(packet->size));
             totalSize += static_cast<std::uint32_t>(packet->size);
-            std::lock_guard lock(packetMutex);
-            packets.push_back(std::move(packet));
-            queuedPackets = packets.size();
+            packetQueue.Push(std::move(packet));
             ++packetCount;
         }
         kep::Debug()("FFStream: Read stream completed. Packet count: {}. Total size: {:.2f} KB.",
                      packetCount, Kilobytes(totalSize));
-        finished = true;
+        packetQueue.Finish();
         pcm = decoded.get();
     } catch (...) {
         // Lets the decoding task drain the queue and end before its future is dropped.
-        finished = true;
+        packetQueue.Finish();
         throw;
     }
 }
@@ -64,51 +62,31 @@ void FFStream::ReadPackets() {
 std::vector<std::uint8_t> FFStream::DecodePackets() {
     std::vector<std::uint8_t> decoded;
     ffmpeg::FramePtr frame(av_frame_alloc());
+    if (!frame) {
+        throw std::bad_alloc();
+    }
     std::uint32_t totalSize = 0;
-    try {
-        if (!frame) {
-            throw std::bad_alloc();
+    const auto decode = [&](AVPacket& packet) {
+        // A packet the decoder refuses is dropped silently.
+        if (avcodec_send_packet(codecContext.get(), &packet) < 0) {
+            return;
         }
-        for (;;) {
-            // finished is read before the queue: once it is set, no packet can follow.
-            const bool readingEnded = finished;
-            if (queuedPackets == 0) {
-                if (readingEnded) {
-                    break;
-                }
-                // Deliberate busy wait: poll again at once, without sleeping, yielding,
-                // waiting on a condition or taking the lock.
-                continue;
-            }
-
-            // The packet is decoded and converted under the lock, so the reader waits
-            // meanwhile.
-            std::lock_guard lock(packetMutex);
-            ffmpeg::PacketPtr packet = std::move(packets.front());
-            packets.pop_front();
-            queuedPackets = packets.size();
-            if (avcodec_send_packet(codecContext.get(), packet.get()) >= 0) {
-                for (std::int32_t size = ConvertFrame(frame.get()); size > 0;
-                     size = ConvertFrame(frame.get())) {
-                    decoded.resize(decoded.size() + static_cast<std::size_t>(size));
-                    std::memcpy(decoded.data() + totalSize, sampleBuffer,
-                                static_cast<std::size_t>(size));
-                    totalSize += static_cast<std::uint32_t>(size);
-                }
-            }
-            // A packet the decoder refuses is dropped silently.
+        for (std::int32_t size = ConvertFrame(frame.get()); size > 0;
+             size = ConvertFrame(frame.get())) {
+            decoded.resize(decoded.size() + static_cast<std::size_t>(size));
+            std::memcpy(decoded.data() + totalSize, sampleBuffer.get(),
+                        static_cast<std::size_t>(size));
+            totalSize += static_cast<std::uint32_t>(size);
         }
-        // No flush packet is sent: frames the decoder still holds are not retrieved
-        // (kept as is).
-    } catch (...) {
-        av_freep(&sampleBuffer);
-        sampleCapacity = 0;
-        throw;
+    };
+    while (packetQueue.DecodeNext(decode)) {
     }
+    // No flush packet is sent: frames the decoder still holds are not retrieved
+    // (kept as is).
 
-    if (sampleCapacity != 0) {
-        av_freep(&sampleBuffer);
-    }
+    sampleBuffer.reset();
+    sampleCapacity = 0;
+    sampleChannels = 0;
     kep::Debug()("FFStream: Decode stream completed. Total size: {:.2f} KB", Kilobytes(totalSize));
     return decoded;
 }
@@ -130,27 +108,30 @@ std::int32_t FFStream::ConvertFrame(AVFrame* frame) {
         kep::Debug()("FFStream: Total frames {} skiped", emptyFrames - 1);
     }
 
-    // Sized with the decoder's channel count, which is never below the output's.
-    const int channels = codecContext->ch_layout.nb_channels;
-    const auto outFormat = static_cast<AVSampleFormat>(outSampleFormat);
-    if (frame->nb_samples > sampleCapacity) {
-        av_freep(&sampleBuffer);
-        if (av_samples_alloc(&sampleBuffer, &sampleLinesize, channels, frame->nb_samples, outFormat,
-                             0) < 0) {
-            kep::Error()("FFStream: Couldn't allocate memory for sample");
-            sampleBuffer = nullptr;
-            sampleCapacity = 0;
+    // A stream may change its layout, sample format or rate part-way (files joined
+    // end to end): the converter is rebuilt for the new input, to the same output.
+    if (!resampler.IsBuiltFor(*frame)) {
+        formatChanged = true;
+        if (!resampler.RebuildFor(*frame)) {
             return 0;
         }
-        kep::Debug()("FFStream: Samples realloc. Size: {:.2f} KB",
-                     Kilobytes(av_samples_get_buffer_size(nullptr, channels, frame->nb_samples,
-                                                          outFormat, 0)));
-        sampleCapacity = frame->nb_samples;
     }
 
-    const int converted =
-        swr_convert(resampler.get(), &sampleBuffer, frame->nb_samples,
-                    const_cast<const std::uint8_t**>(frame->extended_data), frame->nb_samples);
+    // Until the format changes, every size is taken with the frame's own channel
+    // count, which is the decoder's and never below the output's, and FFmpeg's
+    // default alignment: the block appended for each frame is that long, its tail
+    // being whatever the scratch buffer holds beyond the converted samples. Kept as
+    // is, since the sounds loaded so far depend on it.
+    const int frameChannels = frame->ch_layout.nb_channels;
+    const int outChannels = std::popcount(outChannelMask);
+    const auto outFormat = static_cast<AVSampleFormat>(outSampleFormat);
+    // A lower input rate gives more output samples than the frame holds.
+    const int outSamples = std::max(frame->nb_samples, resampler.OutSamples(frame->nb_samples));
+    if (!ReserveSamples(outSamples, std::max(frameChannels, outChannels))) {
+        return 0;
+    }
+
+    const int converted = resampler.Convert(sampleBuffer.get(), outSamples, *frame);
     if (converted < 0) {
         kep::Error()("FFStream: Couldn't convert decoded sample");
         return 0;
@@ -159,11 +140,37 @@ std::int32_t FFStream::ConvertFrame(AVFrame* frame) {
         kep::Warning()("FFStream: SWR converts zero samples with non-empty decoded frame");
     }
 
-    // The size of the decoder's channel count (not the output's) with FFmpeg's
-    // default alignment: the block appended for each frame is this long, its tail
-    // being whatever the scratch buffer holds beyond the converted samples.
+    // After a change, exactly the converted samples: a frame of another format has
+    // nothing to do with the padded sizes of the first.
     const int size =
-        converted > 0 ? av_samples_get_buffer_size(nullptr, channels, converted, outFormat, 0) : 0;
+        converted == 0 ? 0
+        : formatChanged
+            ? av_samples_get_buffer_size(nullptr, outChannels, converted, outFormat, 1)
+            : av_samples_get_buffer_size(nullptr, frameChannels, converted, outFormat, 0);
     kep::Debug()("FFStream: Frame decoded. Size: {:.2f} KB", Kilobytes(size));
     return std::max(size, 0);
+}
+
+bool FFStream::ReserveSamples(int samples, int channels) {
+    // The buffer grows to the largest frame seen so far and never shrinks.
+    if (samples <= sampleCapacity && channels <= sampleChannels) {
+        return true;
+    }
+    samples = std::max(samples, sampleCapacity);
+    channels = std::max(channels, sampleChannels);
+    const auto outFormat = static_cast<AVSampleFormat>(outSampleFormat);
+    sampleBuffer.reset();
+    std::uint8_t* samplesAllocated = nullptr;
+    if (av_samples_alloc(&samplesAllocated, &sampleLinesize, channels, samples, outFormat, 0) < 0) {
+        kep::Error()("FFStream: Couldn't allocate memory for sample");
+        sampleCapacity = 0;
+        sampleChannels = 0;
+        return false;
+    }
+    sampleBuffer.reset(samplesAllocated);
+    kep::Debug()("FFStream: Samples realloc. Size: {:.2f} KB",
+                 Kilobytes(av_samples_get_buffer_size(nullptr, channels, samples, outFormat, 0)));
+    sampleCapacity = samples;
+    sampleChannels = channels;
+    return true;
 }

@@ -1,0 +1,214 @@
+// FFStream on real files, through real FFmpeg and OpenAL Soft on its null backend:
+// why a file is refused, what a loaded one decodes to, and files whose format
+// changes part-way.
+
+#include <AL/al.h>
+#include <AL/alc.h>
+#include <AL/alext.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <numbers>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "decode/FFStream.h"
+#include "kep/Messages.h"
+#include "support/TestMedia.h"
+
+namespace {
+
+using enum kep::MessageLevel;
+
+// A current OpenAL context, as the sound system has when it loads a file.
+template <class Row>
+class WithOpenAl : public testing::TestWithParam<Row> {
+protected:
+    static void SetUpTestSuite() {
+        device = alcOpenDevice(nullptr);
+        context = device ? alcCreateContext(device, nullptr) : nullptr;
+        alcMakeContextCurrent(context);
+    }
+    static void TearDownTestSuite() {
+        alcMakeContextCurrent(nullptr);
+        alcDestroyContext(context);
+        alcCloseDevice(device);
+    }
+    void SetUp() override {
+        ASSERT_NE(context, nullptr) << "no OpenAL device (ALSOFT_DRIVERS=null?)";
+    }
+
+    static inline ALCdevice* device = nullptr;
+    static inline ALCcontext* context = nullptr;
+};
+
+std::string Name(const char* file) {
+    std::string name = file;
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return !std::isalnum(c); }, '_');
+    return name;
+}
+
+struct OpenRow {
+    const char* file;
+    const char* error;  // the exception's text, {} standing for the path; empty: it loads
+    kep::MessageLevel level;
+    const char* line;  // null: nothing is logged
+};
+
+const OpenRow kOpenRows[] = {
+    {"no_such_file.wav", "Failed to open {}", Error, nullptr},
+    {"not_media.txt", "Failed to open {}. Error: Invalid data found when processing input", Error,
+     nullptr},
+    {"video_only.mp4", "Codec configuration failed", Error,
+     "Couldn't find any suitable codec for the file"},
+    {"pcm_f64_stereo.wav", "Format configuration not found", Error,
+     "FFStream: Ambisonic sound not supported by the sound plug-in or unknown format"},
+    // The first audio stream (22050 Hz) has no decoder; the second is taken.
+    {"first_audio_undecodable.avi", "", Info, "FFStream: Find format pcm_s16le with rate 44100"},
+    {"video_with_audio.mkv", "", Info, "FFStream: Find format pcm_s16le with rate 44100"},
+};
+
+class OpeningAFile : public WithOpenAl<OpenRow> {};
+
+TEST_P(OpeningAFile, FailsWithItsReasonOrTakesTheAudio) {
+    const OpenRow& row = GetParam();
+    const std::string path = MediaDir() + "/" + row.file;
+    kep::MessageCapture capture;
+    std::string error;
+    try {
+        FFStream stream(path);
+    } catch (const std::exception& thrown) {
+        error = thrown.what();
+    }
+    EXPECT_EQ(error, fmt::format(fmt::runtime(row.error), path));
+    if (row.line) {
+        EXPECT_TRUE(capture.contains(row.level, row.line))
+            << testing::PrintToString(capture.lines());
+    } else {
+        EXPECT_EQ(capture.lines(), std::vector<kep::LoggedLine>{});
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, OpeningAFile, testing::ValuesIn(kOpenRows),
+                         [](const auto& info) { return Name(info.param.file); });
+
+// Channel k of a test tone carries 0.5 * sin(2 pi hz (k+1) t).
+struct Tone {
+    int channels = 0;
+    double hz = 0;
+    int samples = 0;  // checked from the start; 0: not checked
+};
+
+struct DecodeRow {
+    const char* file;
+    ALenum alFormat;
+    std::uint32_t frameBytes;
+    std::uint32_t sampleRate;
+    std::size_t pcmBytes;
+    Tone tone;
+};
+
+// Every decoded frame is padded to a multiple of 32 samples, as FFmpeg's default
+// alignment has it: 11025 samples come in frames that end with 785, padded to 800.
+const DecodeRow kDecodeRows[] = {
+    // 88200 samples, the last frame of 136 padded to 160: 88224.
+    {"sine_mono_2s.wav", AL_FORMAT_MONO16, 2, 44100, 176448, {1, 440, 88200}},
+    {"pcm_u8_stereo.wav", AL_FORMAT_STEREO8, 2, 44100, 22080, {2, 441, 11025}},
+    {"pcm_s16_stereo.wav", AL_FORMAT_STEREO16, 4, 44100, 44160, {2, 441, 11025}},
+    {"pcm_f32_stereo.wav", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 88320, {2, 441, 11025}},
+    {"pcm_s32_quad.wav", AL_FORMAT_QUAD32, 16, 44100, 176640, {4, 441, 11025}},
+    // Float in no native channel order falls back to 16 bit.
+    {"pcm_f32_2c.mkv", AL_FORMAT_STEREO16, 4, 44100, 44160, {2, 441, 11025}},
+    // Mixed down to mono, yet each frame's block is sized for all six channels.
+    {"pcm_s16_5.1.wav", AL_FORMAT_MONO16, 2, 44100, 136704, {}},
+    {"vorbis_stereo.ogg", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 529408, {}},
+    {"opus_stereo.opus", AL_FORMAT_STEREO_FLOAT32, 8, 48000, 576256, {}},
+    {"empty_audio.wav", AL_FORMAT_MONO16, 2, 44100, 0, {}},
+};
+
+double SampleAt(const std::uint8_t* bytes, int width) {
+    if (width == 1) {
+        return (bytes[0] - 128) / 128.0;
+    }
+    if (width == 2) {
+        std::int16_t value;
+        std::memcpy(&value, bytes, sizeof value);
+        return value / 32768.0;
+    }
+    float value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+}
+
+class DecodingAFile : public WithOpenAl<DecodeRow> {};
+
+TEST_P(DecodingAFile, GivesItsFormatLengthAndSamples) {
+    const DecodeRow& row = GetParam();
+    const FFStream stream(MediaPath(row.file));
+    const FFStream::AlBufferFormat format = stream.GetAlBufferFormat();
+    EXPECT_EQ(format.alFormat, static_cast<std::uint32_t>(row.alFormat));
+    EXPECT_EQ(format.frameBytes, row.frameBytes);
+    EXPECT_EQ(format.sampleRate, row.sampleRate);
+    const std::vector<std::uint8_t>& pcm = stream.GetPcm();
+    ASSERT_EQ(pcm.size(), row.pcmBytes);
+
+    const Tone& tone = row.tone;
+    const int width = tone.channels ? static_cast<int>(row.frameBytes) / tone.channels : 1;
+    const double tolerance = width == 1 ? 1.0 / 128 : width == 2 ? 2.0 / 32768 : 1e-6;
+    double worst = 0;
+    for (int i = 0; i < tone.samples; ++i) {
+        for (int channel = 0; channel < tone.channels; ++channel) {
+            const double wanted =
+                0.5 * std::sin(2 * std::numbers::pi * tone.hz * (channel + 1) * i / row.sampleRate);
+            const std::size_t offset = (std::size_t(i) * tone.channels + channel) * width;
+            worst = std::max(worst, std::abs(SampleAt(&pcm[offset], width) - wanted));
+        }
+    }
+    EXPECT_LE(worst, tolerance);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, DecodingAFile, testing::ValuesIn(kDecodeRows),
+                         [](const auto& info) { return Name(info.param.file); });
+
+// Two files of 1 s each joined with cat; the sound keeps the first part's format.
+const char* const kJoinedFiles[] = {"mp3_stereo_then_mono.mp3", "aac_stereo_then_7.1.aac",
+                                    "aac_44k_then_22k.aac"};
+
+class DecodingJoinedFiles : public WithOpenAl<const char*> {};
+
+TEST_P(DecodingJoinedFiles, KeepsTheFirstFormatAndTheWholeLength) {
+    kep::MessageCapture capture;
+    const FFStream stream(MediaPath(GetParam()));
+    const FFStream::AlBufferFormat format = stream.GetAlBufferFormat();
+    EXPECT_EQ(format.alFormat, static_cast<std::uint32_t>(AL_FORMAT_STEREO_FLOAT32));
+    EXPECT_EQ(format.sampleRate, 44100u);
+    std::vector<float> samples(stream.GetPcm().size() / sizeof(float));
+    std::memcpy(samples.data(), stream.GetPcm().data(), samples.size() * sizeof(float));
+    EXPECT_NEAR(samples.size() / 2.0 / 44100, 2.0, 0.15);
+
+    // The second part, well after the change, is heard, and holds no stray memory:
+    // every sample within twice full scale (7.1 mixed to stereo peaks at 1.6).
+    const auto second = samples.begin() + std::min<std::size_t>(samples.size(), 2 * 44100 * 6 / 5);
+    EXPECT_TRUE(std::all_of(second, samples.end(), [](float x) { return std::abs(x) <= 2; }));
+    const double energy = std::inner_product(second, samples.end(), second, 0.0);
+    EXPECT_GT(std::sqrt(energy / static_cast<double>(samples.end() - second)), 0.1);
+
+    const std::vector<std::string> warnings = capture.lines(Warning);
+    ASSERT_EQ(warnings.size(), 1u) << testing::PrintToString(warnings);
+    EXPECT_TRUE(
+        warnings[0].starts_with("FFStream: Decoded format changed from stereo fltp 44100 Hz"));
+    EXPECT_EQ(capture.lines(Error), std::vector<std::string>{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, DecodingJoinedFiles, testing::ValuesIn(kJoinedFiles),
+                         [](const auto& info) { return Name(info.param); });
+
+}  // namespace
