@@ -21,6 +21,7 @@
 
 #include "decode/FFStream.h"
 #include "kep/Messages.h"
+#include "support/MessageCapture.h"
 #include "support/TestMedia.h"
 
 namespace {
@@ -81,7 +82,7 @@ class OpeningAFile : public WithOpenAl<OpenRow> {};
 TEST_P(OpeningAFile, FailsWithItsReasonOrTakesTheAudio) {
     const OpenRow& row = GetParam();
     const std::string path = MediaDir() + "/" + row.file;
-    kep::MessageCapture capture;
+    MessageCapture capture;
     std::string error;
     try {
         FFStream stream(path);
@@ -93,7 +94,7 @@ TEST_P(OpeningAFile, FailsWithItsReasonOrTakesTheAudio) {
         EXPECT_TRUE(capture.contains(row.level, row.line))
             << testing::PrintToString(capture.lines());
     } else {
-        EXPECT_EQ(capture.lines(), std::vector<kep::LoggedLine>{});
+        EXPECT_EQ(capture.lines(), std::vector<std::string>{});
     }
 }
 
@@ -185,7 +186,7 @@ const char* const kJoinedFiles[] = {"mp3_stereo_then_mono.mp3", "aac_stereo_then
 class DecodingJoinedFiles : public WithOpenAl<const char*> {};
 
 TEST_P(DecodingJoinedFiles, KeepsTheFirstFormatAndTheWholeLength) {
-    kep::MessageCapture capture;
+    MessageCapture capture;
     const FFStream stream(MediaPath(GetParam()));
     const FFStream::AlBufferFormat format = stream.GetAlBufferFormat();
     EXPECT_EQ(format.alFormat, static_cast<std::uint32_t>(AL_FORMAT_STEREO_FLOAT32));

@@ -14,6 +14,7 @@
 #include "decode/DeviceCapabilities.h"
 #include "decode/OutputFormatSelector.h"
 #include "kep/Messages.h"
+#include "support/MessageCapture.h"
 
 void PrintTo(const OutputFormat& format, std::ostream* out) {
     *out << "{sample format " << format.sampleFormat << ", mask 0x" << std::hex
@@ -177,7 +178,7 @@ TEST_P(OutputFormatSelection, ChoosesWhatTheDeviceTakesAndSaysWhy) {
     layout.nb_channels = row.layout.channels;
     layout.u.mask = row.layout.mask;
     const FakeDevice device(row.extensions);
-    kep::MessageCapture capture;
+    MessageCapture capture;
     EXPECT_EQ(OutputFormatSelector(device, row.sampleFormat, layout).Select(), row.expected);
     EXPECT_TRUE(capture.contains(row.level, row.line)) << testing::PrintToString(capture.lines());
 }
