@@ -9,12 +9,13 @@
 void SoundSystem::serialize(uxs::basic_iobuf<std::uint8_t>& buffer, bool full) {
     const std::uint8_t fullFlag = full ? 1 : 0;
     if (full) {
-        // A snapshot touches no command state, so it is written under the sources
-        // lock alone: holding the command lock around it would take the two locks in
-        // the opposite order to a recording operation on another thread, and the
-        // two could deadlock. The recorded commands stay for the next batch.
+        // Recording operations take the sources lock, then the command lock; the
+        // update applies received commands the other way round. A snapshot needs both
+        // and takes them together, so that it deadlocks with neither. The recorded
+        // commands stay for the next batch.
+        SourceRegistry::Lock sources(sourceRegistry, commandMutex);
         buffer.write(std::span(&fullFlag, 1));
-        WriteSnapshot(buffer);
+        WriteSnapshot(buffer, sources);
         return;
     }
     std::lock_guard lock(commandMutex);

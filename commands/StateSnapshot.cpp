@@ -33,7 +33,8 @@ void ReadSourceRecord(uxs::basic_ibuf<std::uint8_t>& buffer, std::int32_t& sourc
 
 }  // namespace
 
-void SoundSystem::WriteSnapshot(uxs::basic_iobuf<std::uint8_t>& buffer) {
+void SoundSystem::WriteSnapshot(uxs::basic_iobuf<std::uint8_t>& buffer,
+                                SourceRegistry::Lock& sources) {
     const auto& pathsByName = soundRegistry.Paths();
     wire::WriteScalar(buffer, static_cast<std::uint32_t>(pathsByName.size()));
     for (const auto& [soundName, filePath] : pathsByName) {
@@ -42,7 +43,6 @@ void SoundSystem::WriteSnapshot(uxs::basic_iobuf<std::uint8_t>& buffer) {
         wire::WriteString(buffer, soundName);
     }
 
-    SourceRegistry::Lock sources(sourceRegistry);
     wire::WriteScalar(buffer, static_cast<std::uint32_t>(sources.Count()));
     sources.ForEach([&](std::int32_t sourceId, const Source& source) {
         WriteSourceRecord(buffer, sourceId, source.Describe(soundRegistry));

@@ -9,6 +9,7 @@
 #include <utility>
 
 extern "C" {
+#include <libavutil/macros.h>
 #include <libavutil/samplefmt.h>
 }
 
@@ -18,6 +19,9 @@ extern "C" {
 namespace {
 
 constexpr double kKilobytesPerByte = 0.0009765625;  // 1/1024
+
+// FFmpeg's default alignment pads a sample buffer to a multiple of this many samples.
+constexpr int kSampleAlignment = 32;
 
 double Kilobytes(double bytes) {
     return bytes * kKilobytesPerByte;
@@ -168,6 +172,11 @@ bool FFStream::ReserveSamples(int samples, int channels) {
         return false;
     }
     sampleBuffer.reset(samplesAllocated);
+    // FFmpeg silences only the samples asked for, not the alignment padding behind
+    // them, which the padded blocks carry into the sound: silence it all, so that no
+    // uninitialised memory reaches a listener.
+    av_samples_set_silence(&samplesAllocated, 0, FFALIGN(samples, kSampleAlignment), channels,
+                           outFormat);
     kep::Debug()("FFStream: Samples realloc. Size: {:.2f} KB",
                  Kilobytes(av_samples_get_buffer_size(nullptr, channels, samples, outFormat, 0)));
     sampleCapacity = samples;

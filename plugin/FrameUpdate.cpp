@@ -21,28 +21,30 @@ void PlaceListener(const osg::Vec3f& position, const osg::Vec3f& at, const osg::
 
 void SoundSystem::Update() {
     {
-        // Applying on an instance that records would take the command lock a second
-        // time from this thread: CheckedMutex throws, and the locks unwind.
         std::lock_guard lock(commandMutex);
         if (!batchPending || !deviceOpen) {
             // Nothing applied this frame, so the listener stays where it is.
-            snapshotSounds.clear();
-            snapshotSources.clear();
-            snapshotPending = false;
-            pendingCommands.clear();
-            batchPending = false;
+            DiscardReceived();
             return;
         }
-        if (!snapshotPending) {
-            for (auto& command : pendingCommands) {
-                if (command) {
-                    command->execute(*this);
+        try {
+            if (!snapshotPending) {
+                for (auto& command : pendingCommands) {
+                    if (command) {
+                        command->execute(*this);
+                    }
                 }
+                pendingCommands.clear();
+            } else {
+                // Commands read before the snapshot stay for a later frame.
+                ApplySnapshot();
             }
-            pendingCommands.clear();
-        } else {
-            // Commands read before the snapshot stay for a later frame.
-            ApplySnapshot();
+        } catch (...) {
+            // Applying on an instance that records takes the command lock a second
+            // time from this thread, which CheckedMutex refuses. What was received is
+            // dropped, so that the next frame does not apply half of it again.
+            DiscardReceived();
+            throw;
         }
         batchPending = false;
     }
@@ -50,6 +52,14 @@ void SoundSystem::Update() {
         return;
     }
     PlaceListenerAtCamera();
+}
+
+void SoundSystem::DiscardReceived() {
+    snapshotSounds.clear();
+    snapshotSources.clear();
+    snapshotPending = false;
+    pendingCommands.clear();
+    batchPending = false;
 }
 
 void SoundSystem::PlaceListenerAtCamera() {

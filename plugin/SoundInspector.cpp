@@ -19,15 +19,15 @@ bool SoundInspector::IsDeviceOpen() {
 }
 
 std::vector<std::int32_t> SoundInspector::ListSources() {
-    return SourceRegistry::Lock(owner.Sources()).Ids();
+    return SourceRegistry::Lock(sources).Ids();
 }
 
 bool SoundInspector::IsSourcePlaying(std::int32_t sourceId) {
     if (!owner.IsDeviceOpen()) {
         return false;
     }
-    SourceRegistry::Lock sources(owner.Sources());
-    const Source* source = sources.Find(sourceId);
+    SourceRegistry::Lock locked(sources);
+    const Source* source = locked.Find(sourceId);
     return source && source->IsPlayingNow();
 }
 
@@ -35,7 +35,7 @@ bool SoundInspector::LoadSoundFile(std::string_view name, std::string_view path)
     if (!owner.IsDeviceOpen()) {
         return false;
     }
-    return !owner.Sounds().PutSoundIntoBuffer(name, path).empty();
+    return !sounds.PutSoundIntoBuffer(name, path).empty();
 }
 
 namespace {
@@ -64,7 +64,7 @@ bool SoundInspector::DescribeSound(std::string_view name, kep::SoundDescription&
     if (!owner.IsDeviceOpen()) {
         return false;
     }
-    const auto facts = owner.Sounds().Describe(name);
+    const auto facts = sounds.Describe(name);
     if (!facts) {
         return false;
     }
@@ -74,6 +74,6 @@ bool SoundInspector::DescribeSound(std::string_view name, kep::SoundDescription&
     description.byteSize = static_cast<std::uint32_t>(facts->size);
     description.bits = static_cast<std::uint32_t>(facts->bits);
     description.channels = static_cast<std::uint32_t>(facts->channels);
-    description.durationSeconds = owner.Sounds().DurationSeconds(name);
+    description.durationSeconds = sounds.DurationSeconds(name);
     return true;
 }

@@ -2,13 +2,16 @@
 
 #include "kep/ISoundInspector.h"
 
+class SoundBufferRegistry;
+class SourceRegistry;
 class SoundSystem;
 
 // The sound system's diagnostics interface, answered on its behalf: identity
 // and ownership are the sound system's.
 class SoundInspector final : public kep::ISoundInspector {
 public:
-    explicit SoundInspector(SoundSystem& owner) : owner(owner) {}
+    SoundInspector(SoundSystem& owner, SoundBufferRegistry& sounds, SourceRegistry& sources)
+        : owner(owner), sounds(sounds), sources(sources) {}
     SoundInspector(const SoundInspector&) = delete;
     SoundInspector& operator=(const SoundInspector&) = delete;
 
@@ -24,4 +27,6 @@ public:
 
 private:
     SoundSystem& owner;
+    SoundBufferRegistry& sounds;
+    SourceRegistry& sources;
 };

@@ -112,8 +112,10 @@ void SoundSystem::Stop() {
         return;
     }
     DeleteSourcesAndSounds();
-    ShutdownAudioDevice(audioDevice);
+    // Cleared before the context goes, so that operations on other threads skip
+    // OpenAL from here on; Start and Stop must still not overlap operations.
     deviceOpen = false;
+    ShutdownAudioDevice(audioDevice);
 }
 
 void SoundSystem::MarkChanged() {

@@ -12,7 +12,7 @@
 #include "kep/ISoundSystem.h"
 #include "kep/Plugin.h"
 #include "plugin/AudioDevice.h"
-#include "plugin/CheckedMutex.h"
+#include "sound/CheckedMutex.h"
 #include "plugin/SoundInspector.h"
 #include "sound/SoundBufferRegistry.h"
 #include "sound/SourceRegistry.h"
@@ -89,9 +89,6 @@ public:
     void CreateSourceWithId(std::int32_t sourceId, const osg::Vec3f& position, bool looping);
 
     [[nodiscard]] bool IsDeviceOpen() const { return deviceOpen; }
-    // The registries, for the diagnostics interface.
-    [[nodiscard]] SoundBufferRegistry& Sounds() { return soundRegistry; }
-    [[nodiscard]] SourceRegistry& Sources() { return sourceRegistry; }
 
     // The class's interface table and the resolver it falls back on.
     static kep::Object::IfaceHashTable interfaceTable;
@@ -107,9 +104,11 @@ private:
     template <class C, class Act, class... Fields>
     void OnSource(std::int32_t sourceId, Act&& act, Fields&&... fields);
 
-    void WriteSnapshot(uxs::basic_iobuf<std::uint8_t>& buffer);
+    void WriteSnapshot(uxs::basic_iobuf<std::uint8_t>& buffer, SourceRegistry::Lock& sources);
     void ReadSnapshot(uxs::basic_ibuf<std::uint8_t>& buffer);
     void ApplySnapshot();
+    // Empties the command queue and the snapshot; the caller holds commandMutex.
+    void DiscardReceived();
     void PlaceListenerAtCamera();
 
     std::atomic<std::int64_t> stateChanged{0};
@@ -129,5 +128,5 @@ private:
     std::map<std::int32_t, SourceState> snapshotSources;
     bool snapshotPending = false;
     std::atomic<bool> replicating{false};
-    SoundInspector inspector{*this};
+    SoundInspector inspector{*this, soundRegistry, sourceRegistry};
 };

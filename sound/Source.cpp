@@ -23,20 +23,6 @@ osg::Vec3f GetVector(ALuint source, ALenum param) {
 
 }  // namespace
 
-bool SourceHandle::SetSound(const SoundBufferRegistry& sounds, std::string_view soundName) const {
-    const ALuint buffer = sounds.FindBuffer(soundName);
-    if (buffer == 0) {
-        return false;
-    }
-    alGetError();
-    alSourcei(alSource, AL_BUFFER, static_cast<ALint>(buffer));
-    if (ALenum error = alGetError(); error != AL_NO_ERROR) {
-        ReportAlError("set sound", error);
-        return false;
-    }
-    return true;
-}
-
 Source::Source() {
     alGenSources(1, &alSource);
 }

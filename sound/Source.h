@@ -7,25 +7,10 @@
 
 #include <osg/Vec3f>
 
+#include "sound/SourceHandle.h"
 #include "sound/SourceState.h"
 
 class SoundBufferRegistry;
-
-// A source's OpenAL name taken out of the registry's lock, so that a sound can be
-// attached after the lock is released. Should the source be deleted meanwhile,
-// OpenAL reports an invalid name; no freed memory is touched.
-class SourceHandle {
-public:
-    // Attaches the named sound's buffer; false if the name is unknown (no OpenAL
-    // call) or OpenAL reported an error ("set sound").
-    [[nodiscard]] bool SetSound(const SoundBufferRegistry& sounds,
-                                std::string_view soundName) const;
-
-private:
-    friend class Source;
-    explicit SourceHandle(ALuint alSource) : alSource(alSource) {}
-    ALuint alSource;
-};
 
 // One playback voice. It owns its OpenAL source from construction (generated) to
 // destruction (stopped, then deleted). `started` says the source was told to

@@ -8,7 +8,7 @@
 
 #include <osg/Vec3f>
 
-#include "plugin/CheckedMutex.h"
+#include "sound/CheckedMutex.h"
 #include "sound/Source.h"
 
 // Numbered playback sources, each owned by its entry. `sourcesMutex` guards the
@@ -20,6 +20,14 @@ public:
     public:
         explicit Lock(SourceRegistry& registry)
             : sources(registry.sources), guard(registry.sourcesMutex) {}
+        // Takes the sources lock together with `other`, deadlock-free whatever order
+        // other threads take the two in, and holds both.
+        Lock(SourceRegistry& registry, CheckedMutex& other)
+            : sources(registry.sources),
+              guard(registry.sourcesMutex, std::defer_lock),
+              otherGuard(other, std::defer_lock) {
+            std::lock(guard, otherGuard);
+        }
 
         [[nodiscard]] Source* Find(std::int32_t id);
         // Stops and deletes the source; an unknown id is ignored.
@@ -38,7 +46,8 @@ public:
 
     private:
         std::map<std::int32_t, std::unique_ptr<Source>>& sources;
-        std::lock_guard<CheckedMutex> guard;
+        std::unique_lock<CheckedMutex> guard;
+        std::unique_lock<CheckedMutex> otherGuard;
     };
 
     SourceRegistry() = default;

@@ -13,12 +13,18 @@
 class CheckedMutex {
 public:
     void lock() {
-        // Only this thread can have stored its own id, so a relaxed load suffices.
-        if (owner.load(std::memory_order_relaxed) == std::this_thread::get_id()) {
-            throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
-        }
+        RefuseRelock();
         mutex.lock();
         owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    }
+
+    [[nodiscard]] bool try_lock() {
+        RefuseRelock();
+        if (!mutex.try_lock()) {
+            return false;
+        }
+        owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
+        return true;
     }
 
     void unlock() {
@@ -27,6 +33,13 @@ public:
     }
 
 private:
+    void RefuseRelock() const {
+        // Only this thread can have stored its own id, so a relaxed load suffices.
+        if (owner.load(std::memory_order_relaxed) == std::this_thread::get_id()) {
+            throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
+        }
+    }
+
     std::mutex mutex;
     std::atomic<std::thread::id> owner;
 };
