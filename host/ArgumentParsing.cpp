@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <string>
 
 std::optional<double> ParseNumber(std::string_view text) {
@@ -14,6 +15,14 @@ std::optional<double> ParseNumber(std::string_view text) {
     return value;
 }
 
+std::optional<float> ParseFloat(std::string_view text) {
+    const std::optional<double> value = ParseNumber(text);
+    if (!value || std::fabs(*value) > std::numeric_limits<float>::max()) {
+        return std::nullopt;
+    }
+    return static_cast<float>(*value);
+}
+
 std::optional<osg::Vec3f> ParseVector(std::string_view text) {
     float parts[3];
     for (int i = 0; i < 3; ++i) {
@@ -21,11 +30,11 @@ std::optional<osg::Vec3f> ParseVector(std::string_view text) {
         if ((i < 2) == (comma == std::string_view::npos)) {
             return std::nullopt;
         }
-        auto value = ParseNumber(text.substr(0, comma));
+        const std::optional<float> value = ParseFloat(text.substr(0, comma));
         if (!value) {
             return std::nullopt;
         }
-        parts[i] = static_cast<float>(*value);
+        parts[i] = *value;
         text = i < 2 ? text.substr(comma + 1) : std::string_view();
     }
     return osg::Vec3f(parts[0], parts[1], parts[2]);

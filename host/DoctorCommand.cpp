@@ -2,23 +2,24 @@
 // sound system can open the audio device.
 #include <fmt/format.h>
 
+#include "host/ConsoleOutput.h"
 #include "host/HostContext.h"
 #include "kep/ISoundInspector.h"
 
 int RunDoctor(HostContext& context, std::span<const std::string> args) {
     if (!args.empty()) {
-        fmt::print(stderr, "kep-host doctor takes no arguments\n");
+        PrintError("kep-host doctor takes no arguments\n");
         return 2;
     }
-    fmt::print("Plug-in folder: {}\n", context.options().pluginDir.string());
+    Print("Plug-in folder: {}\n", context.options().pluginDir.string());
     if (!context.LoadPlugins()) {
         return 1;
     }
     for (const kep::LoadedLibrary& library : context.plugins().libraries()) {
-        fmt::print("Library {} ({})\n", library.descriptor->name, library.path.string());
+        Print("Library {} ({})\n", library.descriptor->name, library.path.string());
         for (auto* item = library.descriptor->items; item; item = item->next) {
-            fmt::print("  Item {}: guid {}, kind {}, flags 0x{:x}\n", item->name, item->guid,
-                       item->kind, item->flags);
+            Print("  Item {}: guid {}, kind {}, flags 0x{:x}\n", item->name, item->guid, item->kind,
+                  item->flags);
         }
     }
     std::fflush(stdout);
@@ -26,7 +27,12 @@ int RunDoctor(HostContext& context, std::span<const std::string> args) {
     std::shared_ptr<kep::IBasePlugin> plugin = context.StartSoundSystem("doctor", false);
     auto* inspector = kep::query<kep::ISoundInspector>(plugin.get());
     const bool deviceOpen = inspector && inspector->IsDeviceOpen();
-    fmt::print("Sound device: {}\n", deviceOpen ? "open" : "not available");
+    Print("Sound device: {}\n", deviceOpen ? "open" : "not available");
+    if (!deviceOpen) {
+        Print(
+            "Hint: to run without an audio device, set ALSOFT_DRIVERS=null (OpenAL Soft's "
+            "null backend plays to no output).\n");
+    }
     if (plugin) {
         context.plugins().Stop(*plugin);
     }

@@ -1,5 +1,7 @@
 #include "host/HostContext.h"
 
+#include <exception>
+
 #include "kep/Subsystem.h"
 
 HostContext::HostContext(Options options)
@@ -33,6 +35,17 @@ std::shared_ptr<kep::IBasePlugin> HostContext::StartSoundSystem(const std::strin
         manager_->Start(*plugin, replicating);
     }
     return plugin;
+}
+
+void HostContext::UpdatePlugins() {
+    for (const std::shared_ptr<kep::IBasePlugin>& plugin : manager_->plugins()) {
+        try {
+            manager_->Update(*plugin);
+        } catch (const std::exception& error) {
+            kep::Error()("kep-host: the update of plug-in {} \"{}\" failed: {}",
+                         plugin->GetTypeName(), plugin->GetTag(), error.what());
+        }
+    }
 }
 
 std::shared_ptr<kep::ISoundSystem> SoundSystemOf(const std::shared_ptr<kep::IBasePlugin>& plugin) {

@@ -33,6 +33,11 @@ public:
     // is missing. The plug-in is stopped with the context.
     std::shared_ptr<kep::IBasePlugin> StartSoundSystem(const std::string& tag, bool replicating);
 
+    // One frame: delivers parameter changes to every plug-in and runs its update.
+    // An exception escaping one plug-in is logged in one line naming it, and the
+    // others are still updated: one failing frame must not end the program.
+    void UpdatePlugins();
+
 private:
     Options options_;
     std::shared_ptr<kep::PluginManager> manager_;

@@ -1,29 +1,40 @@
 // kep-host info FILE...: decodes each file into the sound system and prints one
-// line describing the sound it makes, or that it failed (the log says why).
-#include <cstdio>
+// line describing the sound it makes, or that it was not found or failed (the
+// log says why).
 #include <string>
 
-#include <fmt/format.h>
-
+#include "host/ConsoleOutput.h"
 #include "host/HostContext.h"
+#include "host/OpenAlFormatName.h"
 #include "kep/DataManager.h"
 #include "kep/ISoundInspector.h"
 #include "kep/ISoundSystem.h"
 
 namespace {
 
-// The file as the data manager finds it, or as given, so that FFmpeg's own verdict
-// on a path the data manager cannot find reaches the log too.
-std::string ResolvedPath(const std::string& file) {
-    std::string path = kep::GetDataManager()->GetFilePath(file);
-    return path.empty() ? file : path;
+// "stereo float32 (AL_FORMAT_STEREO_FLOAT32)", or the number of a format the host
+// has no name for.
+std::string FormatText(std::uint32_t alFormat) {
+    const std::optional<OpenAlFormatName> name = NameOfOpenAlFormat(alFormat);
+    return name ? fmt::format("{} ({})", name->description, name->enumerator)
+                : fmt::format("format {:#x}", alFormat);
+}
+
+// The length of the PCM in the buffer. The sound system's own duration is whole
+// seconds rounded up, which says 1 s for a quarter of a second.
+double ExactSeconds(const kep::SoundDescription& description) {
+    const std::uint32_t frameBytes = description.channels * description.bits / 8;
+    if (frameBytes == 0 || description.sampleRate == 0) {
+        return 0;
+    }
+    return static_cast<double>(description.byteSize / frameBytes) / description.sampleRate;
 }
 
 }  // namespace
 
 int RunInfo(HostContext& context, std::span<const std::string> args) {
     if (args.empty()) {
-        fmt::print(stderr, "kep-host info needs at least one FILE\n");
+        PrintError("kep-host info needs at least one FILE\n");
         return 2;
     }
     if (!context.LoadPlugins()) {
@@ -36,16 +47,21 @@ int RunInfo(HostContext& context, std::span<const std::string> args) {
     bool allLoaded = true;
     for (std::size_t index = 0; index < args.size(); ++index) {
         const std::string& file = args[index];
+        // Only regular files: FFmpeg would wait forever for a FIFO's writer.
+        const std::string path = kep::GetDataManager()->GetFilePath(file);
         // One sound per argument, so that naming a file twice describes it twice.
         const std::string name = fmt::format("kep-host info {}", index);
         kep::SoundDescription description;
-        const bool loaded = inspector && inspector->LoadSoundFile(name, ResolvedPath(file)) &&
-                            inspector->DescribeSound(name, description);
-        if (loaded) {
-            fmt::print("{}: format {:#x}, {} Hz, {} bytes, {} s\n", file, description.alFormat,
-                       description.sampleRate, description.byteSize, description.durationSeconds);
+        if (path.empty()) {
+            Print("{}: not found\n", file);
+            allLoaded = false;
+        } else if (inspector && inspector->LoadSoundFile(name, path) &&
+                   inspector->DescribeSound(name, description)) {
+            Print("{}: {}, {} Hz, {} bytes, {:.3f} s (buffer query: {} s)\n", file,
+                  FormatText(description.alFormat), description.sampleRate, description.byteSize,
+                  ExactSeconds(description), description.durationSeconds);
         } else {
-            fmt::print("{}: failed\n", file);
+            Print("{}: failed\n", file);
             allLoaded = false;
         }
         std::fflush(stdout);

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "host/ArgumentParsing.h"
+#include "host/ConsoleOutput.h"
 #include "host/FrameClock.h"
 #include "host/HostContext.h"
 #include "kep/Entity.h"
@@ -13,11 +14,15 @@
 
 namespace {
 
+// Linear gain; above +60 dB a sound is only clipping, and a larger number is a
+// mistake rather than loudness.
+constexpr float kMaxGain = 1000.0f;
+
 struct PlayOptions {
     std::string file;
     osg::Vec3f at{0, 0, 0};
     bool loop = false;
-    double gain = 1.0;
+    float gain = 1.0f;
     std::optional<double> seconds;
 };
 
@@ -31,27 +36,33 @@ std::optional<PlayOptions> ParsePlayOptions(std::span<const std::string> args) {
         } else if (arg == "--at" && hasValue) {
             auto at = ParseVector(args[++i]);
             if (!at) {
-                fmt::print(stderr, "--at takes X,Y,Z\n");
+                PrintError("--at takes X,Y,Z (numbers a float holds)\n");
                 return std::nullopt;
             }
             options.at = *at;
-        } else if ((arg == "--gain" || arg == "--seconds") && hasValue) {
-            auto value = ParseNumber(args[++i]);
-            if (!value || *value < 0) {
-                fmt::print(stderr, "{} takes a number of at least 0\n", arg);
+        } else if (arg == "--gain" && hasValue) {
+            auto gain = ParseFloat(args[++i]);
+            if (!gain || *gain < 0 || *gain > kMaxGain) {
+                PrintError("--gain takes a number from 0 to {}\n", kMaxGain);
                 return std::nullopt;
             }
-            (arg == "--gain" ? options.gain : options.seconds.emplace()) = *value;
+            options.gain = *gain;
+        } else if (arg == "--seconds" && hasValue) {
+            auto seconds = ParseNumber(args[++i]);
+            if (!seconds || *seconds < 0) {
+                PrintError("--seconds takes a number of at least 0\n");
+                return std::nullopt;
+            }
+            options.seconds = *seconds;
         } else if (!arg.starts_with("--") && options.file.empty()) {
             options.file = arg;
         } else {
-            fmt::print(stderr, "unexpected argument {}\n", arg);
+            PrintError("unexpected argument {}\n", arg);
             return std::nullopt;
         }
     }
     if (options.file.empty()) {
-        fmt::print(stderr,
-                   "usage: kep-host play FILE [--at X,Y,Z] [--loop] [--gain G] [--seconds S]\n");
+        PrintError("usage: kep-host play FILE [--at X,Y,Z] [--loop] [--gain G] [--seconds S]\n");
         return std::nullopt;
     }
     return options;
@@ -71,7 +82,7 @@ int RunPlay(HostContext& context, std::span<const std::string> args) {
     std::shared_ptr<kep::ISoundSystem> sound = SoundSystemOf(plugin);
     auto* inspector = kep::query<kep::ISoundInspector>(plugin.get());
     if (!sound || !inspector || !inspector->IsDeviceOpen()) {
-        fmt::print(stderr, "kep-host: no audio device\n");
+        PrintError("kep-host: no audio device\n");
         return 1;
     }
 
@@ -79,15 +90,16 @@ int RunPlay(HostContext& context, std::span<const std::string> args) {
     kep::Property* property = speaker.AddUserProperty("sound");
     auto* soundProperty = kep::query<kep::ISoundProperty>(property);
     if (!soundProperty) {
-        fmt::print(stderr, "kep-host: no plug-in offers the sound property\n");
+        PrintError("kep-host: no plug-in offers the sound property\n");
         return 1;
     }
     property->SetParameterText("Looping", options->loop ? "true" : "false");
-    property->SetParameterText("Gain", fmt::format("{}", options->gain));
     property->SetParameterText("Filename", options->file);
+    // After "Filename": the property hands its gain only to a source it already has.
+    property->SetParameterText("Gain", fmt::format("{}", options->gain));
     const std::uint32_t duration = soundProperty->duration();
     if (duration == 0) {
-        fmt::print(stderr, "kep-host: {} could not be loaded\n", options->file);
+        PrintError("kep-host: {} could not be loaded\n", options->file);
         return 1;
     }
     property->SetParameterText("Play", "true");
@@ -95,18 +107,18 @@ int RunPlay(HostContext& context, std::span<const std::string> args) {
     // The property starts its source at the origin; move it where it was asked to be.
     const std::vector<std::int32_t> sources = inspector->ListSources();
     if (sources.size() != 1) {
-        fmt::print(stderr, "kep-host: expected one source, found {}\n", sources.size());
+        PrintError("kep-host: expected one source, found {}\n", sources.size());
         return 1;
     }
     const std::int32_t sourceId = sources.front();
     sound->SetPosition(sourceId, options->at);
-    fmt::print("Playing {} ({} s) at {},{},{}{}\n", options->file, duration, options->at.x(),
-               options->at.y(), options->at.z(), options->loop ? ", looping" : "");
+    Print("Playing {} ({} s) at {},{},{}{}\n", options->file, duration, options->at.x(),
+          options->at.y(), options->at.z(), options->loop ? ", looping" : "");
     std::fflush(stdout);
 
     FrameClock clock(std::chrono::milliseconds(20));
     while (clock.Next()) {
-        context.plugins().UpdateAll();
+        context.UpdatePlugins();
         speaker.Update();
         const double elapsed = clock.Elapsed().count();
         if (options->seconds ? elapsed >= *options->seconds
@@ -116,7 +128,7 @@ int RunPlay(HostContext& context, std::span<const std::string> args) {
     }
     soundProperty->stop();
     speaker.RemoveAll();
-    fmt::print("Played for {:.2f} s{}\n", clock.Elapsed().count(),
-               FrameClock::Interrupted() ? " (interrupted)" : "");
+    Print("Played for {:.2f} s{}\n", clock.Elapsed().count(),
+          FrameClock::Interrupted() ? " (interrupted)" : "");
     return 0;
 }

@@ -8,9 +8,11 @@
 #include <fmt/format.h>
 
 #include "host/ArgumentParsing.h"
+#include "host/ConsoleOutput.h"
 #include "host/FrameClock.h"
 #include "host/HostContext.h"
 #include "host/ReplicationLink.h"
+#include "kep/DataManager.h"
 #include "kep/HumanInput.h"
 #include "kep/ISoundInspector.h"
 
@@ -30,19 +32,19 @@ std::optional<DemoOptions> ParseDemoOptions(std::span<const std::string> args) {
         } else if (args[i] == "--frames" && i + 1 < args.size()) {
             auto frames = ParseNumber(args[++i]);
             if (!frames || *frames < 2 || *frames > 1e6) {
-                fmt::print(stderr, "--frames takes a count from 2\n");
+                PrintError("--frames takes a count from 2\n");
                 return std::nullopt;
             }
             options.frames = static_cast<int>(*frames);
         } else if (!args[i].starts_with("--") && options.file.empty()) {
             options.file = args[i];
         } else {
-            fmt::print(stderr, "unexpected argument {}\n", args[i]);
+            PrintError("unexpected argument {}\n", args[i]);
             return std::nullopt;
         }
     }
     if (options.file.empty()) {
-        fmt::print(stderr, "usage: kep-host replay-demo FILE [--frames N] [--dump]\n");
+        PrintError("usage: kep-host replay-demo FILE [--frames N] [--dump]\n");
         return std::nullopt;
     }
     return options;
@@ -102,7 +104,7 @@ int RunReplayDemo(HostContext& context, std::span<const std::string> args) {
     auto receiver = StartInstance(context, "receiver", false);
     auto late = StartInstance(context, "late", false);
     if (!sender || !receiver || !late) {
-        fmt::print(stderr, "kep-host: no audio device\n");
+        PrintError("kep-host: no audio device\n");
         return 1;
     }
     // Only the replaying instances are heard.
@@ -112,8 +114,13 @@ int RunReplayDemo(HostContext& context, std::span<const std::string> args) {
     }
 
     constexpr std::string_view kSoundName = "demo";
-    if (!sender->sound->CreateSound(kSoundName, options->file)) {
-        fmt::print(stderr, "kep-host: {} could not be loaded\n", options->file);
+    const std::string path = kep::GetDataManager()->GetFilePath(options->file);
+    if (path.empty()) {
+        PrintError("kep-host: {} not found\n", options->file);
+        return 1;
+    }
+    if (!sender->sound->CreateSound(kSoundName, path)) {
+        PrintError("kep-host: {} could not be loaded\n", options->file);
         return 1;
     }
     const std::int32_t source = sender->sound->CreateSource(osg::Vec3f(5, 0, 0), true);
@@ -134,25 +141,25 @@ int RunReplayDemo(HostContext& context, std::span<const std::string> args) {
         replication::DeliverFrame(*receiver->interactive, batch);
         bytesSent += batch.size();
         if (options->dump) {
-            fmt::print("frame {} batch: {}\n", frame, replication::ToHex(batch));
+            Print("frame {} batch: {}\n", frame, replication::ToHex(batch));
         }
         if (frame == joinFrame) {
             const auto snapshot = replication::WriteFrame(*sender->interactive, true);
             replication::DeliverFrame(*late->interactive, snapshot);
             bytesSent += snapshot.size();
             if (options->dump) {
-                fmt::print("frame {} snapshot: {}\n", frame, replication::ToHex(snapshot));
+                Print("frame {} snapshot: {}\n", frame, replication::ToHex(snapshot));
             }
         } else if (frame > joinFrame) {
             replication::DeliverFrame(*late->interactive, batch);
         }
-        context.plugins().UpdateAll();
+        context.UpdatePlugins();
     }
 
     const bool receiverInStep = InStep(*sender, *receiver, kSoundName);
     const bool lateInStep = InStep(*sender, *late, kSoundName);
-    fmt::print("Frames: {}, bytes sent: {}\n", options->frames, bytesSent);
-    fmt::print("Receiver in step: {}\n", receiverInStep ? "yes" : "no");
-    fmt::print("Late joiner in step: {}\n", lateInStep ? "yes" : "no");
+    Print("Frames: {}, bytes sent: {}\n", options->frames, bytesSent);
+    Print("Receiver in step: {}\n", receiverInStep ? "yes" : "no");
+    Print("Late joiner in step: {}\n", lateInStep ? "yes" : "no");
     return receiverInStep && lateInStep ? 0 : 1;
 }

@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "host/ConsoleOutput.h"
+#include "host/FfmpegLogRoute.h"
 #include "host/HostContext.h"
 
 #ifndef KEP_DEFAULT_PLUGIN_DIR
@@ -21,7 +23,7 @@ Commands:
   info FILE...           decode each file and describe the sound it makes
   play FILE [--at X,Y,Z] [--loop] [--gain G] [--seconds S]
                          play a file from a source placed in the world
-  replay-demo [--frames N] [--dump] [FILE]
+  replay-demo FILE [--frames N] [--dump]
                          keep a second sound system in step with a first
 
 Options:
@@ -44,13 +46,14 @@ constexpr Command kCommands[] = {
 }  // namespace
 
 int main(int argc, char** argv) {
+    PrepareStandardStreams();
     HostContext::Options options;
     options.pluginDir = KEP_DEFAULT_PLUGIN_DIR;
     std::vector<std::string> rest;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if ((arg == "--plugins" || arg == "--log-level") && i + 1 >= argc) {
-            fmt::print(stderr, "{} needs a value\n{}", arg, kUsage);
+            PrintError("{} needs a value\n{}", arg, kUsage);
             return 2;
         }
         if (arg == "--plugins") {
@@ -58,27 +61,37 @@ int main(int argc, char** argv) {
         } else if (arg == "--log-level") {
             const std::string level = argv[++i];
             if (!kep::ParseMessageLevel(level, options.logLevel)) {
-                fmt::print(stderr, "unknown log level {}\n{}", level, kUsage);
+                PrintError("unknown log level {}\n{}", level, kUsage);
                 return 2;
             }
         } else if (arg == "--help" || arg == "-h") {
-            fmt::print("{}", kUsage);
-            return 0;
+            Print("{}", kUsage);
+            return StandardOutputWritten() ? 0 : 1;
         } else {
             rest.push_back(arg);
         }
     }
     if (rest.empty()) {
-        fmt::print(stderr, "{}", kUsage);
+        PrintError("{}", kUsage);
         return 2;
     }
     kep::SetMessageLevel(options.logLevel);
     for (const Command& command : kCommands) {
         if (rest.front() == command.name) {
-            HostContext context(options);
-            return command.run(context, std::span<const std::string>(rest).subspan(1));
+            const FfmpegLogRoute ffmpegLog;
+            int status = 0;
+            {
+                HostContext context(options);
+                status = command.run(context, std::span<const std::string>(rest).subspan(1));
+            }
+            // Results that never reached their reader make the run a failure.
+            if (!StandardOutputWritten() && status == 0) {
+                PrintError("kep-host: standard output could not be written\n");
+                status = 1;
+            }
+            return status;
         }
     }
-    fmt::print(stderr, "unknown command {}\n{}", rest.front(), kUsage);
+    PrintError("unknown command {}\n{}", rest.front(), kUsage);
     return 2;
 }
