@@ -23,16 +23,24 @@ protected:
 
 TEST_F(ReplicationStream, ABatchListsTheRecordedCommandsOnce) {
     EXPECT_EQ(Hex(WriteFrame(sender)), "00 00 00 00 00");
+    MessageCapture capture;
     NextSourceId() = 6;
     sender.CreateSource(osg::Vec3f(1, 2, 3), true);
-    sender.SetGain(7, 0.5f);
+    // An unknown id is recorded all the same; a name runs to its first zero byte.
+    sender.SetGain(99, 0.5f);
+    sender.DeleteSound(std::string_view("ab", 1));
+    // A sound that cannot be loaded is not recorded.
+    EXPECT_FALSE(sender.CreateSound("x", "no/such.wav"));
+    EXPECT_EQ(capture.lines(MessageLevel::Error),
+              std::vector<std::string>{"Sound file no/such.wav not found"});
     sender.DeleteSourcesAndSounds();
     // A full write leaves the recorded commands for the next batch.
     WriteFrame(sender, true);
     EXPECT_EQ(Hex(WriteFrame(sender)),
-              "00 03 00 00 00 "
+              "00 04 00 00 00 "
               "00 00 00 00 07 00 00 00 00 00 80 3F 00 00 00 40 00 00 40 40 01 "
-              "0B 00 00 00 07 00 00 00 00 00 00 3F "
+              "0B 00 00 00 63 00 00 00 00 00 00 3F "
+              "08 00 00 00 02 00 00 00 00 00 00 00 61 62 "
               "0C 00 00 00");
     EXPECT_EQ(Hex(WriteFrame(sender)), "00 00 00 00 00");
 }
