@@ -112,6 +112,7 @@ TEST(Pose, SplitsIntoEyeDirectionAndUp) {
 
 TEST(DataManager, ResolvesAsGivenThenUnderRoots) {
     const auto root = std::filesystem::temp_directory_path() / "kep-data-test";
+    std::filesystem::remove_all(root);
     std::filesystem::create_directories(root / "sounds");
     std::ofstream(root / "sounds" / "bell.wav") << "x";
     kep::DataManager manager;

@@ -25,8 +25,8 @@ class KEPCORE_API ISoundInspector : public IUnknown {
 public:
     // Loads a file by its path as given (no data-manager lookup, nothing recorded
     // for other instances) and registers it under name; false if it could not be
-    // loaded (the loader has logged why). Tools such as `kep-host info` use this
-    // so that what FFmpeg says about the exact path reaches the user.
+    // loaded (the loader has logged why). Tools such as `kep-host info` use it to
+    // describe a file the host has resolved, without a scene around it.
     virtual bool LoadSoundFile(std::string_view name, std::string_view path) = 0;
     // Whether the audio device and its context are open.
     virtual bool IsDeviceOpen() = 0;
