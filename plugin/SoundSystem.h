@@ -12,8 +12,8 @@
 #include "kep/ISoundSystem.h"
 #include "kep/Plugin.h"
 #include "plugin/AudioDevice.h"
-#include "sound/CheckedMutex.h"
 #include "plugin/SoundInspector.h"
+#include "sound/CheckedMutex.h"
 #include "sound/SoundBufferRegistry.h"
 #include "sound/SourceRegistry.h"
 #include "sound/SourceState.h"
@@ -21,6 +21,12 @@
 // The sound plug-in: owns the audio device, the sounds and the sources, offers
 // ISoundSystem to the host's components and, when started replicating, records
 // every state-changing operation as a Command for other instances.
+//
+// Threads: sound operations run on one host thread at a time (sounds have no
+// lock, and source ids are drawn unlocked); serialize, deserialize, Update and
+// the parameters may run on others. Start and Stop must not overlap operations.
+// Received data is applied only on an instance that does not record: applying on
+// one that does makes Update throw std::system_error.
 class SoundSystem final : public kep::BasePlugin,
                           public kep::IInteractivePlugin,
                           public kep::ISoundSystem {

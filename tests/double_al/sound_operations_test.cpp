@@ -98,17 +98,16 @@ TEST_P(ReportedErrors, NameTheOperation) {
 
 INSTANTIATE_TEST_SUITE_P(
     Operations, ReportedErrors,
-    testing::Values(ErrorCase{"Play", "alSourcePlay",
-                              [](SoundSystem& s, int id) { s.PlaySound(id, false); }, "play"},
-                    ErrorCase{"Looping", "alSourcei",
-                              [](SoundSystem& s, int id) { s.SetLooping(id, true); }, "play"},
-                    ErrorCase{"Cone", "alSourcef",
-                              [](SoundSystem& s, int id) { s.SetSpingCone(id, 90, 0.5f); },
-                              "set sound cone parameters"},
-                    ErrorCase{"Mount", "alSourcei",
-                              [](SoundSystem& s, int id) { EXPECT_FALSE(s.MountSound(id, "a")); },
-                              "set sound"},
-                    // A snapshot reads the state first, whose failure the mount query clears.
+    testing::Values(
+        ErrorCase{"Play", "alSourcePlay", [](SoundSystem& s, int id) { s.PlaySound(id, false); },
+                  "play"},
+        ErrorCase{"Looping", "alSourcei", [](SoundSystem& s, int id) { s.SetLooping(id, true); },
+                  "play"},
+        ErrorCase{"Cone", "alSourcef", [](SoundSystem& s, int id) { s.SetSpingCone(id, 90, 0.5f); },
+                  "set sound cone parameters"},
+        ErrorCase{"Mount", "alSourcei",
+                  [](SoundSystem& s, int id) { EXPECT_FALSE(s.MountSound(id, "a")); }, "set sound"},
+        // A snapshot reads the state first, whose failure the mount query clears.
         ErrorCase{"MountedName", "alGetSourcei",
                   [](SoundSystem& s, int) {
                       aldouble::FailNextCall("alGetSourcei", AL_INVALID_NAME);
@@ -117,15 +116,15 @@ INSTANTIATE_TEST_SUITE_P(
                   "unmount sound"},
         ErrorCase{"ConeQuery", "alGetSourcef", [](SoundSystem& s, int) { WriteFrame(s, true); },
                   "get sound cone parameters"},
-        ErrorCase{"DeleteSound", "alDeleteBuffers",
-                              [](SoundSystem& s, int) { s.DeleteSound("a"); }, "Delete buffer"},
-                    // A refused upload takes the name's earlier entries with it.
-                    ErrorCase{"Upload", "alBufferData",
-                              [](SoundSystem& s, int) {
-                                  EXPECT_FALSE(s.CreateSound("a", MediaPath("sine_mono_2s.wav")));
-                                  EXPECT_FALSE(s.HasSound("a"));
-                              },
-                              "Put sound into buffer"}),
+        ErrorCase{"DeleteSound", "alDeleteBuffers", [](SoundSystem& s, int) { s.DeleteSound("a"); },
+                  "Delete buffer"},
+        // A refused upload takes the name's earlier entries with it.
+        ErrorCase{"Upload", "alBufferData",
+                  [](SoundSystem& s, int) {
+                      EXPECT_FALSE(s.CreateSound("a", MediaPath("sine_mono_2s.wav")));
+                      EXPECT_FALSE(s.HasSound("a"));
+                  },
+                  "Put sound into buffer"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(SoundOperations, AFailedPlayStillCountsAsStarted) {
