@@ -22,11 +22,13 @@
 // ISoundSystem to the host's components and, when started replicating, records
 // every state-changing operation as a Command for other instances.
 //
-// Threads: sound operations run on one host thread at a time (sounds have no
-// lock, and source ids are drawn unlocked); serialize, deserialize, Update and
-// the parameters may run on others. Start and Stop must not overlap operations.
-// Received data is applied only on an instance that does not record: applying on
-// one that does makes Update throw std::system_error.
+// Threads: sounds have no lock and source ids are drawn unlocked, so the
+// operations on sounds (load, delete, mount, their queries) and CreateSource run on
+// one host thread at a time. Other source operations, serialize, deserialize and
+// Update may run on other threads, where "Volume" and "PlaySoundOnServer" may be
+// set too; "HumanInputTag" only on the thread that runs Update. Start and Stop must
+// not overlap operations. Received data is applied only on an instance that does
+// not record: applying on one that does makes Update throw std::system_error.
 class SoundSystem final : public kep::BasePlugin,
                           public kep::IInteractivePlugin,
                           public kep::ISoundSystem {
