@@ -24,11 +24,12 @@
 //
 // Threads: sounds have no lock and source ids are drawn unlocked, so the
 // operations on sounds (load, delete, mount, their queries) and CreateSource run on
-// one host thread at a time. Other source operations, serialize, deserialize and
-// Update may run on other threads, where "Volume" and "PlaySoundOnServer" may be
-// set too; "HumanInputTag" only on the thread that runs Update. Start and Stop must
-// not overlap operations. Received data is applied only on an instance that does
-// not record: applying on one that does makes Update throw std::system_error.
+// one host thread at a time, an Update that applies received data counting as one
+// of them. Other source operations, serialize, deserialize and Update may run on
+// other threads, where "Volume" and "PlaySoundOnServer" may be set too;
+// "HumanInputTag" only on the thread that runs Update. Start and Stop must not
+// overlap operations. Received data is applied only on an instance that does not
+// record: applying on one that does makes Update throw std::system_error.
 class SoundSystem final : public kep::BasePlugin,
                           public kep::IInteractivePlugin,
                           public kep::ISoundSystem {
