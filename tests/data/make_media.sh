@@ -87,6 +87,8 @@ group -f lavfi -i "$(tone quad 4 0.25)"
 make pcm_s32_quad.wav -c:a pcm_s32le
 group -f lavfi -i "$(tone 5.1 6 0.25)"
 make pcm_s16_5.1.wav -c:a pcm_s16le
+group -f lavfi -i "$(tone 7.1 8 0.25)"
+make pcm_f32_7.1.wav -c:a pcm_f32le
 
 # Two channels in no named layout (Matroska keeps only the count).
 group -f lavfi -i "$(tone 2c 2 0.25)"
