@@ -8,6 +8,7 @@
 #include "host/ConsoleOutput.h"
 #include "host/FfmpegLogRoute.h"
 #include "host/HostContext.h"
+#include "host/PluginFolder.h"
 
 #ifndef KEP_DEFAULT_PLUGIN_DIR
 #define KEP_DEFAULT_PLUGIN_DIR "plugins"
@@ -48,7 +49,7 @@ constexpr Command kCommands[] = {
 int main(int argc, char** argv) {
     PrepareStandardStreams();
     HostContext::Options options;
-    options.pluginDir = KEP_DEFAULT_PLUGIN_DIR;
+    options.pluginDir = DefaultPluginFolder();
     std::vector<std::string> rest;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
