@@ -32,12 +32,13 @@ struct RenderOptions {
     std::filesystem::path plot;
 };
 
-// A file can be written there: its folder exists.
-bool FolderExists(const std::filesystem::path& file) {
+// A file can be written there: its folder exists, or has been made.
+bool FolderMade(const std::filesystem::path& file) {
     std::error_code status;
     const std::filesystem::path folder = std::filesystem::absolute(file, status).parent_path();
+    std::filesystem::create_directories(folder, status);
     if (!std::filesystem::is_directory(folder, status)) {
-        PrintError("kep-host: {} cannot be written: there is no folder {}\n", file.string(),
+        PrintError("kep-host: {} cannot be written: no folder {} can be made\n", file.string(),
                    folder.string());
         return false;
     }
@@ -97,8 +98,8 @@ int Record(HostContext& context, SceneSession& session, const WaveWriterSetup& w
 
 int RunRender(HostContext& context, const RenderOptions& options) {
     SceneSession session;
-    if (!session.Load(options.scene) || !FolderExists(options.output) ||
-        (!options.plot.empty() && !FolderExists(options.plot))) {
+    if (!session.Load(options.scene) || !FolderMade(options.output) ||
+        (!options.plot.empty() && !FolderMade(options.plot))) {
         return kExitFailed;
     }
     std::string error;
@@ -142,7 +143,9 @@ CommandRun AddRenderCommand(CLI::App& app) {
         "ALSOFT_DRIVERS is ignored. The WAV is stereo 32-bit float from the scene's start to "
         "its end. A scene is a JSON file (docs/scenes.md).");
     command->add_option("SCENE", options->scene, "the scene's JSON file")->required();
-    command->add_option("-o,--output", options->output, "the WAV file to write")
+    command
+        ->add_option("-o,--output", options->output,
+                     "the WAV file to write (its folder is made if need be)")
         ->required()
         ->type_name("OUT.wav");
     command
