@@ -2,18 +2,17 @@
 // sound system can open the audio device.
 #include <fmt/format.h>
 
+#include "host/Commands.h"
 #include "host/ConsoleOutput.h"
 #include "host/HostContext.h"
 #include "kep/ISoundInspector.h"
 
-int RunDoctor(HostContext& context, std::span<const std::string> args) {
-    if (!args.empty()) {
-        PrintError("kep-host doctor takes no arguments\n");
-        return 2;
-    }
+namespace {
+
+int RunDoctor(HostContext& context) {
     Print("Plug-in folder: {}\n", context.options().pluginDir.string());
     if (!context.LoadPlugins()) {
-        return 1;
+        return kExitFailed;
     }
     for (const kep::LoadedLibrary& library : context.plugins().libraries()) {
         Print("Library {} ({})\n", library.descriptor->name, library.path.string());
@@ -36,5 +35,13 @@ int RunDoctor(HostContext& context, std::span<const std::string> args) {
     if (plugin) {
         context.plugins().Stop(*plugin);
     }
-    return deviceOpen ? 0 : 1;
+    return deviceOpen ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+CommandRun AddDoctorCommand(CLI::App& app) {
+    AddCommand(app, "doctor", "Load the plug-ins, list them and open the audio device.",
+               "Exits 1 when no audio device can be opened.");
+    return &RunDoctor;
 }

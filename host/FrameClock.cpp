@@ -13,7 +13,7 @@ extern "C" void OnInterrupt(int) {
 
 }  // namespace
 
-FrameClock::FrameClock(std::chrono::milliseconds period)
+FrameClock::FrameClock(std::chrono::nanoseconds period)
     : period_(period), start_(std::chrono::steady_clock::now()), due_(start_) {
     interrupted = false;
     std::signal(SIGINT, &OnInterrupt);

@@ -7,7 +7,7 @@
 // cleanly instead of dying with the device open.
 class FrameClock {
 public:
-    explicit FrameClock(std::chrono::milliseconds period);
+    explicit FrameClock(std::chrono::nanoseconds period);
     ~FrameClock();
     FrameClock(const FrameClock&) = delete;
     FrameClock& operator=(const FrameClock&) = delete;
@@ -18,7 +18,7 @@ public:
     static bool Interrupted();
 
 private:
-    std::chrono::milliseconds period_;
+    std::chrono::nanoseconds period_;
     std::chrono::steady_clock::time_point start_;
     std::chrono::steady_clock::time_point due_;
 };

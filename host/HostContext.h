@@ -45,9 +45,3 @@ private:
 
 // The plug-in's ISoundSystem, sharing ownership of the plug-in; null if it has none.
 std::shared_ptr<kep::ISoundSystem> SoundSystemOf(const std::shared_ptr<kep::IBasePlugin>& plugin);
-
-// The kep-host commands. Each gets the arguments after its name and returns the exit status.
-int RunDoctor(HostContext& context, std::span<const std::string> args);
-int RunInfo(HostContext& context, std::span<const std::string> args);
-int RunPlay(HostContext& context, std::span<const std::string> args);
-int RunReplayDemo(HostContext& context, std::span<const std::string> args);

@@ -3,6 +3,7 @@
 // log says why).
 #include <string>
 
+#include "host/Commands.h"
 #include "host/ConsoleOutput.h"
 #include "host/HostContext.h"
 #include "host/OpenAlFormatName.h"
@@ -30,15 +31,9 @@ double ExactSeconds(const kep::SoundDescription& description) {
     return static_cast<double>(description.byteSize / frameBytes) / description.sampleRate;
 }
 
-}  // namespace
-
-int RunInfo(HostContext& context, std::span<const std::string> args) {
-    if (args.empty()) {
-        PrintError("kep-host info needs at least one FILE\n");
-        return 2;
-    }
+int RunInfo(HostContext& context, const std::vector<std::string>& args) {
     if (!context.LoadPlugins()) {
-        return 1;
+        return kExitFailed;
     }
     std::shared_ptr<kep::IBasePlugin> plugin = context.StartSoundSystem("info", false);
     std::shared_ptr<kep::ISoundSystem> soundSystem = SoundSystemOf(plugin);
@@ -72,5 +67,17 @@ int RunInfo(HostContext& context, std::span<const std::string> args) {
     if (plugin) {
         context.plugins().Stop(*plugin);
     }
-    return allLoaded ? 0 : 1;
+    return allLoaded ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+CommandRun AddInfoCommand(CLI::App& app) {
+    auto files = std::make_shared<std::vector<std::string>>();
+    CLI::App* command = AddCommand(
+        app, "info", "Decode each file and describe the sound it makes.",
+        "One line per file: OpenAL format, rate, bytes and length. Exits 1 if any file is not "
+        "found or fails.");
+    command->add_option("FILE", *files, "a sound file of any format FFmpeg reads")->required();
+    return [files](HostContext& context) { return RunInfo(context, *files); };
 }

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 
 #include "host/ArgumentParsing.h"
+#include "host/CommandLineChecks.h"
+#include "host/Commands.h"
 #include "host/ConsoleOutput.h"
 #include "host/FrameClock.h"
 #include "host/HostContext.h"
@@ -16,7 +18,7 @@ namespace {
 
 // Linear gain; above +60 dB a sound is only clipping, and a larger number is a
 // mistake rather than loudness.
-constexpr float kMaxGain = 1000.0f;
+constexpr double kMaxGain = 1000;
 
 struct PlayOptions {
     std::string file;
@@ -26,64 +28,16 @@ struct PlayOptions {
     std::optional<double> seconds;
 };
 
-std::optional<PlayOptions> ParsePlayOptions(std::span<const std::string> args) {
-    PlayOptions options;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        const bool hasValue = i + 1 < args.size();
-        if (arg == "--loop") {
-            options.loop = true;
-        } else if (arg == "--at" && hasValue) {
-            auto at = ParseVector(args[++i]);
-            if (!at) {
-                PrintError("--at takes X,Y,Z (numbers a float holds)\n");
-                return std::nullopt;
-            }
-            options.at = *at;
-        } else if (arg == "--gain" && hasValue) {
-            auto gain = ParseFloat(args[++i]);
-            if (!gain || *gain < 0 || *gain > kMaxGain) {
-                PrintError("--gain takes a number from 0 to {}\n", kMaxGain);
-                return std::nullopt;
-            }
-            options.gain = *gain;
-        } else if (arg == "--seconds" && hasValue) {
-            auto seconds = ParseNumber(args[++i]);
-            if (!seconds || *seconds < 0) {
-                PrintError("--seconds takes a number of at least 0\n");
-                return std::nullopt;
-            }
-            options.seconds = *seconds;
-        } else if (!arg.starts_with("--") && options.file.empty()) {
-            options.file = arg;
-        } else {
-            PrintError("unexpected argument {}\n", arg);
-            return std::nullopt;
-        }
-    }
-    if (options.file.empty()) {
-        PrintError("usage: kep-host play FILE [--at X,Y,Z] [--loop] [--gain G] [--seconds S]\n");
-        return std::nullopt;
-    }
-    return options;
-}
-
-}  // namespace
-
-int RunPlay(HostContext& context, std::span<const std::string> args) {
-    std::optional<PlayOptions> options = ParsePlayOptions(args);
-    if (!options) {
-        return 2;
-    }
+int RunPlay(HostContext& context, const PlayOptions* options) {
     if (!context.LoadPlugins()) {
-        return 1;
+        return kExitFailed;
     }
     std::shared_ptr<kep::IBasePlugin> plugin = context.StartSoundSystem("play", false);
     std::shared_ptr<kep::ISoundSystem> sound = SoundSystemOf(plugin);
     auto* inspector = kep::query<kep::ISoundInspector>(plugin.get());
     if (!sound || !inspector || !inspector->IsDeviceOpen()) {
         PrintError("kep-host: no audio device\n");
-        return 1;
+        return kExitFailed;
     }
 
     kep::Entity speaker("speaker");
@@ -91,7 +45,7 @@ int RunPlay(HostContext& context, std::span<const std::string> args) {
     auto* soundProperty = kep::query<kep::ISoundProperty>(property);
     if (!soundProperty) {
         PrintError("kep-host: no plug-in offers the sound property\n");
-        return 1;
+        return kExitFailed;
     }
     property->SetParameterText("Looping", options->loop ? "true" : "false");
     property->SetParameterText("Filename", options->file);
@@ -100,7 +54,7 @@ int RunPlay(HostContext& context, std::span<const std::string> args) {
     const std::uint32_t duration = soundProperty->duration();
     if (duration == 0) {
         PrintError("kep-host: {} could not be loaded\n", options->file);
-        return 1;
+        return kExitFailed;
     }
     property->SetParameterText("Play", "true");
 
@@ -108,7 +62,7 @@ int RunPlay(HostContext& context, std::span<const std::string> args) {
     const std::vector<std::int32_t> sources = inspector->ListSources();
     if (sources.size() != 1) {
         PrintError("kep-host: expected one source, found {}\n", sources.size());
-        return 1;
+        return kExitFailed;
     }
     const std::int32_t sourceId = sources.front();
     sound->SetPosition(sourceId, options->at);
@@ -130,5 +84,31 @@ int RunPlay(HostContext& context, std::span<const std::string> args) {
     speaker.RemoveAll();
     Print("Played for {:.2f} s{}\n", clock.Elapsed().count(),
           FrameClock::Interrupted() ? " (interrupted)" : "");
-    return 0;
+    return FrameClock::Interrupted() ? kExitInterrupted : kExitDone;
+}
+
+}  // namespace
+
+CommandRun AddPlayCommand(CLI::App& app) {
+    auto options = std::make_shared<PlayOptions>();
+    CLI::App* command = AddCommand(
+        app, "play", "Play a file from a scene object's sound property.",
+        "Plays on the default audio device until the file ends, or for --seconds; Ctrl-C "
+        "stops it (exit 130).");
+    command->add_option("FILE", options->file, "a sound file of any format FFmpeg reads")
+        ->required();
+    command
+        ->add_option_function<std::string>(
+            "--at", [options](const std::string& text) { options->at = *ParseVector(text); },
+            "where the source is, in metres (default: 0,0,0, where the listener is)")
+        ->check(FloatVector());
+    command->add_flag("--loop", options->loop, "play the file over and over");
+    command->add_option("--gain", options->gain, "the source's linear gain (default: 1)")
+        ->check(FloatFrom(0, kMaxGain));
+    command
+        ->add_option_function<double>(
+            "--seconds", [options](double seconds) { options->seconds = seconds; },
+            "stop after this many seconds")
+        ->check(NumberFrom(0));
+    return [options](HostContext& context) { return RunPlay(context, options.get()); };
 }

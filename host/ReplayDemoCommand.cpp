@@ -4,10 +4,11 @@
 #include <chrono>
 #include <cmath>
 #include <numbers>
+#include <optional>
 
 #include <fmt/format.h>
 
-#include "host/ArgumentParsing.h"
+#include "host/Commands.h"
 #include "host/ConsoleOutput.h"
 #include "host/FrameClock.h"
 #include "host/HostContext.h"
@@ -23,32 +24,6 @@ struct DemoOptions {
     int frames = 150;
     bool dump = false;
 };
-
-std::optional<DemoOptions> ParseDemoOptions(std::span<const std::string> args) {
-    DemoOptions options;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--dump") {
-            options.dump = true;
-        } else if (args[i] == "--frames" && i + 1 < args.size()) {
-            auto frames = ParseNumber(args[++i]);
-            if (!frames || *frames < 2 || *frames > 1e6) {
-                PrintError("--frames takes a count from 2\n");
-                return std::nullopt;
-            }
-            options.frames = static_cast<int>(*frames);
-        } else if (!args[i].starts_with("--") && options.file.empty()) {
-            options.file = args[i];
-        } else {
-            PrintError("unexpected argument {}\n", args[i]);
-            return std::nullopt;
-        }
-    }
-    if (options.file.empty()) {
-        PrintError("usage: kep-host replay-demo FILE [--frames N] [--dump]\n");
-        return std::nullopt;
-    }
-    return options;
-}
 
 struct Instance {
     std::shared_ptr<kep::IBasePlugin> plugin;
@@ -85,15 +60,9 @@ bool InStep(Instance& sender, Instance& receiver, std::string_view soundName) {
     return true;
 }
 
-}  // namespace
-
-int RunReplayDemo(HostContext& context, std::span<const std::string> args) {
-    std::optional<DemoOptions> options = ParseDemoOptions(args);
-    if (!options) {
-        return 2;
-    }
+int RunReplayDemo(HostContext& context, const DemoOptions* options) {
     if (!context.LoadPlugins()) {
-        return 1;
+        return kExitFailed;
     }
     auto camera = std::make_shared<kep::ScriptedCamera>();
     context.plugins().AddPlugin(camera, "camera");
@@ -105,7 +74,7 @@ int RunReplayDemo(HostContext& context, std::span<const std::string> args) {
     auto late = StartInstance(context, "late", false);
     if (!sender || !receiver || !late) {
         PrintError("kep-host: no audio device\n");
-        return 1;
+        return kExitFailed;
     }
     // Only the replaying instances are heard.
     sender->plugin->GetPluginProperty()->SetParameterText("PlaySoundOnServer", "false");
@@ -117,11 +86,11 @@ int RunReplayDemo(HostContext& context, std::span<const std::string> args) {
     const std::string path = kep::GetDataManager()->GetFilePath(options->file);
     if (path.empty()) {
         PrintError("kep-host: {} not found\n", options->file);
-        return 1;
+        return kExitFailed;
     }
     if (!sender->sound->CreateSound(kSoundName, path)) {
         PrintError("kep-host: {} could not be loaded\n", options->file);
-        return 1;
+        return kExitFailed;
     }
     const std::int32_t source = sender->sound->CreateSource(osg::Vec3f(5, 0, 0), true);
     sender->sound->MountSound(source, kSoundName);
@@ -161,5 +130,21 @@ int RunReplayDemo(HostContext& context, std::span<const std::string> args) {
     Print("Frames: {}, bytes sent: {}\n", options->frames, bytesSent);
     Print("Receiver in step: {}\n", receiverInStep ? "yes" : "no");
     Print("Late joiner in step: {}\n", lateInStep ? "yes" : "no");
-    return receiverInStep && lateInStep ? 0 : 1;
+    return receiverInStep && lateInStep ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+CommandRun AddReplayDemoCommand(CLI::App& app) {
+    auto options = std::make_shared<DemoOptions>();
+    CLI::App* command = AddCommand(
+        app, "replay-demo", "Keep a second sound system in step with a first.",
+        "A replicating sound system drives a replaying one, and a late joiner fed a full "
+        "snapshot halfway, while a source circles 5 m from the listener and the camera turns; "
+        "prints whether they kept in step (exit 1 if not).");
+    command->add_option("FILE", options->file, "the sound the source plays")->required();
+    command->add_option("--frames", options->frames, "how many 20 ms frames to run (default: 150)")
+        ->check(CLI::Range(2, 1000000));
+    command->add_flag("--dump", options->dump, "print every frame sent, in hexadecimal");
+    return [options](HostContext& context) { return RunReplayDemo(context, options.get()); };
 }

@@ -10,6 +10,7 @@ packages=(
   qtbase5-dev
   libopenscenegraph-dev
   libfmt-dev
+  libcli11-dev nlohmann-json3-dev
   googletest libgtest-dev libgmock-dev
   libbenchmark-dev
 )

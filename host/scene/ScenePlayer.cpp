@@ -1,0 +1,186 @@
+#include "host/scene/ScenePlayer.h"
+
+#include <cmath>
+
+#include <fmt/format.h>
+
+#include "host/ConsoleOutput.h"
+#include "host/FrameClock.h"
+#include "host/scene/CameraPose.h"
+#include "host/scene/Keyframes.h"
+#include "kep/ISoundProperty.h"
+
+namespace {
+
+// The plug-in tag under which the scene's camera is offered.
+constexpr const char* kCameraTag = "scene camera";
+
+// The first frame at or after a time; a time a hair's breadth before a frame
+// (a rounding error) belongs to that frame.
+int FrameAt(double time, double frameRate) {
+    return static_cast<int>(std::ceil(time * frameRate - 1e-6));
+}
+
+}  // namespace
+
+ScenePlayer::ScenePlayer(HostContext& context, const Scene& scene)
+    : context_(context),
+      scene_(scene),
+      dataRoot_(scene.folder),
+      timeline_(TimelineOf(scene)),
+      lastFrame_(FrameAt(scene.duration, scene.frameRate)) {}
+
+ScenePlayer::~ScenePlayer() {
+    for (auto& object : objects_) {
+        object->RemoveAll();
+    }
+}
+
+bool ScenePlayer::Start() {
+    camera_ = std::make_shared<kep::ScriptedCamera>();
+    context_.plugins().AddPlugin(camera_, kCameraTag);
+    plugin_ = context_.StartSoundSystem("scene", false);
+    deviceOpened_ = std::chrono::steady_clock::now();
+    sound_ = SoundSystemOf(plugin_);
+    inspector_ = kep::query<kep::ISoundInspector>(plugin_.get());
+    if (!sound_ || !inspector_ || !inspector_->IsDeviceOpen()) {
+        PrintError("kep-host: no audio device\n");
+        return false;
+    }
+    plugin_->GetPluginLocalProperty()->SetParameterText("HumanInputTag", kCameraTag);
+    // After the start: the system applies "Volume" when it changes on an open device.
+    plugin_->GetPluginProperty()->SetParameterText("Volume", fmt::format("{}", scene_.volume));
+    return LoadSounds() && MakeObjects() && MakeSources();
+}
+
+bool ScenePlayer::LoadSounds() {
+    for (const auto& [name, file] : scene_.sounds) {
+        if (!sound_->CreateSound(name, file)) {
+            PrintError("kep-host: sound {} ({}) could not be loaded\n", name, file);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ScenePlayer::MakeObjects() {
+    for (const SceneObject& object : scene_.objects) {
+        auto& entity = objects_.emplace_back(std::make_unique<kep::Entity>(object.name));
+        kep::Property* property = entity->AddUserProperty("sound");
+        auto* soundProperty = kep::query<kep::ISoundProperty>(property);
+        if (!soundProperty) {
+            PrintError("kep-host: no plug-in offers the sound property\n");
+            return false;
+        }
+        property->SetParameterText("Looping", object.looping ? "true" : "false");
+        property->SetParameterText("Filename", scene_.sounds.at(object.sound));
+        // After "Filename": the property hands its gain only to a source it has.
+        property->SetParameterText("Gain", fmt::format("{}", object.gain));
+        if (soundProperty->duration() == 0) {
+            PrintError("kep-host: the sound of object {} could not be loaded\n", object.name);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ScenePlayer::MakeSources() {
+    for (const SceneSource& source : scene_.sources) {
+        const std::int32_t id = sound_->CreateSource(source.position.front().value, source.looping);
+        if (id < 1 || !sound_->MountSound(id, source.sound)) {
+            PrintError("kep-host: source {} could not be made\n", source.name);
+            return false;
+        }
+        const osg::Vec3f& direction = source.direction;
+        sound_->SetSpingDirection(id, direction.x(), direction.y(), direction.z());
+        sound_->SetSpingCone(id, source.outerAngle, source.outerGain);
+        sound_->SetGain(id, source.gain);
+        sources_.push_back({id, &source});
+    }
+    return true;
+}
+
+bool ScenePlayer::PlayInRealTime(double extraSeconds,
+                                 const std::function<void(double)>& afterFrame) {
+    const int frames = lastFrame_ + FrameAt(extraSeconds, scene_.frameRate);
+    FrameClock clock(std::chrono::duration_cast<std::chrono::nanoseconds>(
+        std::chrono::duration<double>(1 / scene_.frameRate)));
+    sceneStarted_ = std::chrono::steady_clock::now();
+    for (int frame = 0; frame <= frames; ++frame) {
+        if (frame > 0 && !clock.Next()) {
+            return false;
+        }
+        Frame(frame);
+        afterFrame(TimeOf(frame));
+    }
+    return true;
+}
+
+double ScenePlayer::SecondsBeforeScene() const {
+    return std::chrono::duration<double>(sceneStarted_ - deviceOpened_).count();
+}
+
+double ScenePlayer::TimeOf(int frame) const {
+    return std::min(frame / scene_.frameRate, scene_.duration);
+}
+
+void ScenePlayer::Frame(int frame) {
+    const double time = TimeOf(frame);
+    for (; nextEvent_ < timeline_.size() &&
+           FrameAt(timeline_[nextEvent_].time, scene_.frameRate) <= frame;
+         ++nextEvent_) {
+        Fire(timeline_[nextEvent_]);
+    }
+    for (const PlacedSource& source : sources_) {
+        if (source.scene->position.size() > 1) {
+            sound_->SetPosition(source.id, ValueAt(source.scene->position, time, &Lerp));
+        }
+    }
+    PlaceListener(time);
+    context_.UpdatePlugins();
+    for (auto& object : objects_) {
+        object->Update();
+    }
+}
+
+void ScenePlayer::Fire(const SceneEvent& event) {
+    const bool play = event.kind == SceneEvent::Kind::Play;
+    if (event.target == SceneEvent::Target::Object) {
+        kep::Property* property = objects_[event.index]->properties().front().get();
+        property->SetParameterText(play ? "Play" : "Stop", "true");
+    } else if (event.target == SceneEvent::Target::Source) {
+        const PlacedSource& source = sources_[event.index];
+        if (play) {
+            sound_->PlaySound(source.id, source.scene->looping);
+        } else {
+            sound_->StopSound(source.id);
+        }
+    }
+}
+
+void ScenePlayer::PlaceListener(double time) {
+    const kep::math::pos_6d pose = PoseOf(ValueAt(scene_.camera, time, &BlendViews));
+    camera_->SetPose(pose);
+    // The listener gets what a replaying instance following the camera would.
+    osg::Vec3f eye, direction, up;
+    pose.eye_dir_up(eye, direction, up);
+    sound_->SetListener(eye, direction, up);
+}
+
+int ScenePlayer::PlayingSources() const {
+    int playing = 0;
+    for (std::int32_t id : inspector_->ListSources()) {
+        playing += inspector_->IsSourcePlaying(id);
+    }
+    return playing;
+}
+
+void ScenePlayer::Stop() {
+    for (auto& object : objects_) {
+        object->RemoveAll();
+    }
+    objects_.clear();
+    if (plugin_) {
+        context_.plugins().Stop(*plugin_);
+    }
+}

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "host/HostContext.h"
+#include "host/scene/Scene.h"
+#include "host/scene/SceneDataRoot.h"
+#include "host/scene/SceneTimeline.h"
+#include "kep/Entity.h"
+#include "kep/HumanInput.h"
+#include "kep/ISoundInspector.h"
+
+// Plays a scene on a sound system of the host, one host frame per scene frame:
+// presses Play and Stop when their times come, moves the sources along their
+// keyframes and puts the listener where the camera is.
+//
+// The sound system is a standalone instance, whose frame update never moves the
+// listener, so each frame places the listener itself (SetListener). The camera is
+// also offered as the human-input plug-in the system's "HumanInputTag" names, so
+// that a replaying instance would follow the same path.
+class ScenePlayer {
+public:
+    ScenePlayer(HostContext& context, const Scene& scene);
+    ~ScenePlayer();  // takes the scene's objects away
+    ScenePlayer(const ScenePlayer&) = delete;
+    ScenePlayer& operator=(const ScenePlayer&) = delete;
+
+    // Starts the sound system and loads everything the scene needs; false, with
+    // the reason on standard error, if anything cannot be had.
+    [[nodiscard]] bool Start();
+    // Runs the scene's frames at its frame rate on the wall clock, from its start
+    // to its end and for `extraSeconds` more, calling afterFrame with the scene
+    // time after each. False if the user interrupted it (Ctrl-C).
+    bool PlayInRealTime(double extraSeconds, const std::function<void(double)>& afterFrame);
+    // How long the audio device ran before the scene's first frame: what a
+    // recording of the device holds before the scene begins.
+    double SecondsBeforeScene() const;
+    // Sources that sound now, the objects' included.
+    int PlayingSources() const;
+    // Takes the objects away and stops the sound system, which closes the device.
+    void Stop();
+
+private:
+    struct PlacedSource {
+        std::int32_t id = -1;
+        const SceneSource* scene = nullptr;
+    };
+
+    double TimeOf(int frame) const;
+    void Frame(int frame);
+    bool LoadSounds();
+    bool MakeObjects();
+    bool MakeSources();
+    void Fire(const SceneEvent& event);
+    void PlaceListener(double time);
+
+    HostContext& context_;
+    const Scene& scene_;
+    SceneDataRoot dataRoot_;
+    std::vector<SceneEvent> timeline_;
+    std::size_t nextEvent_ = 0;
+    int lastFrame_ = 0;  // frame 0 is the scene's start, this one its end
+    std::chrono::steady_clock::time_point deviceOpened_;
+    std::chrono::steady_clock::time_point sceneStarted_;
+    std::shared_ptr<kep::IBasePlugin> plugin_;
+    std::shared_ptr<kep::ISoundSystem> sound_;
+    kep::ISoundInspector* inspector_ = nullptr;
+    std::shared_ptr<kep::ScriptedCamera> camera_;
+    std::vector<std::unique_ptr<kep::Entity>> objects_;
+    std::vector<PlacedSource> sources_;
+};

@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# kep-host's command line: help for every command, --version, --opt=value, and
+# usage errors that exit 2 even with standard error closed.
+set -eEuo pipefail
+trap 'echo "FAILED at line $LINENO: $BASH_COMMAND" >&2' ERR
+host=$1 plugins=$2
+out=$(mktemp -d)
+trap 'rm -rf "$out"' EXIT
+
+"$host" --help >"$out/help"
+grep -q '^  render  *Record what a scene' "$out/help"
+grep -q 'in metres: right-handed, +X to the right, +Y up and -Z' "$out/help"
+for command in doctor info play replay-demo run render; do
+    "$host" "$command" --help >"$out/help"
+    grep -q "^Usage: kep-host $command " "$out/help"
+    grep -q '^Exit status: 0 done, 1 failed, 2 usage error, 130 interrupted' "$out/help"
+done
+"$host" --version | grep -qx 'kep-host [0-9.]*'
+
+# --opt=value, and the shared options after the command's name.
+ALSOFT_DRIVERS=null "$host" doctor --plugins="$plugins" --log-level=error >/dev/null 2>"$out/stderr"
+[ ! -s "$out/stderr" ]
+
+while read -r args; do
+    for stream in "$out/stderr" /dev/full; do
+        status=0
+        # shellcheck disable=SC2086
+        "$host" --plugins "$plugins" $args 2>"$stream" >/dev/null || status=$?
+        [ "$status" -eq 2 ]
+    done
+    status=0
+    "$host" --plugins "$plugins" $args 2>&- >/dev/null || status=$?
+    [ "$status" -eq 2 ]
+done <<'END'
+
+nosuch
+doctor --nosuch
+--log-level bogus doctor
+info
+play a.wav --at 1,2
+play a.wav --seconds -1
+replay-demo a.wav --frames 1
+run
+render scene.json
+run a.json b.json
+END
+echo "command line: all checks passed"
