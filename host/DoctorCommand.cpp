@@ -28,9 +28,7 @@ int RunDoctor(HostContext& context) {
     const bool deviceOpen = inspector && inspector->IsDeviceOpen();
     Print("Sound device: {}\n", deviceOpen ? "open" : "not available");
     if (!deviceOpen) {
-        Print(
-            "Hint: to run without an audio device, set ALSOFT_DRIVERS=null (OpenAL Soft's "
-            "null backend plays to no output).\n");
+        Print("Hint: {}.\n", kNoDeviceHint);
     }
     if (plugin) {
         context.plugins().Stop(*plugin);

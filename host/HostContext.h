@@ -43,5 +43,10 @@ private:
     std::shared_ptr<kep::PluginManager> manager_;
 };
 
+// What to do without an audio device, for the commands that need one.
+inline constexpr const char* kNoDeviceHint =
+    "to run without an audio device, set ALSOFT_DRIVERS=null (OpenAL Soft's null backend "
+    "plays to no output), or record a scene with kep-host render";
+
 // The plug-in's ISoundSystem, sharing ownership of the plug-in; null if it has none.
 std::shared_ptr<kep::ISoundSystem> SoundSystemOf(const std::shared_ptr<kep::IBasePlugin>& plugin);

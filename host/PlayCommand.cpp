@@ -36,7 +36,7 @@ int RunPlay(HostContext& context, const PlayOptions* options) {
     std::shared_ptr<kep::ISoundSystem> sound = SoundSystemOf(plugin);
     auto* inspector = kep::query<kep::ISoundInspector>(plugin.get());
     if (!sound || !inspector || !inspector->IsDeviceOpen()) {
-        PrintError("kep-host: no audio device\n");
+        PrintError("kep-host: no audio device; {}.\n", kNoDeviceHint);
         return kExitFailed;
     }
 

@@ -73,7 +73,7 @@ int RunReplayDemo(HostContext& context, const DemoOptions* options) {
     auto receiver = StartInstance(context, "receiver", false);
     auto late = StartInstance(context, "late", false);
     if (!sender || !receiver || !late) {
-        PrintError("kep-host: no audio device\n");
+        PrintError("kep-host: no audio device; {}.\n", kNoDeviceHint);
         return kExitFailed;
     }
     // Only the replaying instances are heard.

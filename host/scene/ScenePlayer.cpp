@@ -44,7 +44,7 @@ bool ScenePlayer::Start() {
     sound_ = SoundSystemOf(plugin_);
     inspector_ = kep::query<kep::ISoundInspector>(plugin_.get());
     if (!sound_ || !inspector_ || !inspector_->IsDeviceOpen()) {
-        PrintError("kep-host: no audio device\n");
+        PrintError("kep-host: no audio device; {}.\n", kNoDeviceHint);
         return false;
     }
     plugin_->GetPluginLocalProperty()->SetParameterText("HumanInputTag", kCameraTag);
