@@ -1,5 +1,6 @@
 #include "host/scene/ScenePlayer.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include <fmt/format.h>
@@ -55,7 +56,11 @@ bool ScenePlayer::Start() {
 
 bool ScenePlayer::LoadSounds() {
     for (const auto& [name, file] : scene_.sounds) {
-        if (!sound_->CreateSound(name, file)) {
+        // Objects load their sound through their property; only sources need it here.
+        const bool sourceUsesIt =
+            std::any_of(scene_.sources.begin(), scene_.sources.end(),
+                        [&name](const SceneSource& source) { return source.sound == name; });
+        if (sourceUsesIt && !sound_->CreateSound(name, file)) {
             PrintError("kep-host: sound {} ({}) could not be loaded\n", name, file);
             return false;
         }

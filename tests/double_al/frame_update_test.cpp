@@ -90,11 +90,4 @@ TEST_F(FrameUpdate, VolumeIsTheListenerGainAndMarksTheSystemChanged) {
     EXPECT_EQ(system.TakeChanged(), 0);
 }
 
-TEST_F(FrameUpdate, SetListenerPlacesItAsGiven) {
-    SoundSystem& system = Add(false);
-    system.SetListener(osg::Vec3f(1, 2, 3), osg::Vec3f(0, 0, -1), osg::Vec3f(0, 1, 0));
-    EXPECT_EQ(aldouble::Calls(), (Strings{"alListener3f(0x1004, 1, 2, 3)",
-                                          "alListenerfv(0x100F, [0, 0, -1, 0, 1, 0])"}));
-}
-
 }  // namespace

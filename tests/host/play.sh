@@ -15,9 +15,11 @@ render() {
         "${@:2}" >"$out/$1.log"
 }
 
-# Prints "LEFT RIGHT" RMS levels in dB of a stereo WAV.
+# Prints "LEFT RIGHT" RMS levels in dB of a stereo WAV, while the sine surely sounds
+# (how long the silence after it lasts depends on the machine's load).
 levels() {
-    ffmpeg -v info -nostdin -i "$out/$1.wav" -af astats=measure_overall=none:measure_perchannel=RMS_level \
+    ffmpeg -v info -nostdin -i "$out/$1.wav" \
+        -af atrim=0.2:1.8,astats=measure_overall=none:measure_perchannel=RMS_level \
         -f null - 2>&1 | sed -n 's/.*RMS level dB: //p' | sed 's/-inf/-999/' | tr '\n' ' '
 }
 

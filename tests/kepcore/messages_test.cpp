@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "kep/Messages.h"
 #include "support/MessageCapture.h"
 
@@ -39,26 +37,6 @@ TEST(Messages, ALevelThatIsOffFormatsNothing) {
     EXPECT_TRUE(kep::ParseMessageLevel("debug", level));
     EXPECT_EQ(level, kep::MessageLevel::Debug);
     EXPECT_FALSE(kep::ParseMessageLevel("verbose", level));
-}
-
-TEST(Messages, LinesFromManyThreadsStayWhole) {
-    MessageCapture capture;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([t] {
-            for (int i = 0; i < 200; ++i) {
-                kep::Info()("thread {} line {}", t, i);
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    const auto lines = capture.lines(kep::MessageLevel::Info);
-    ASSERT_EQ(lines.size(), 800u);
-    for (const auto& line : lines) {
-        ASSERT_TRUE(line.starts_with("thread ")) << line;
-    }
 }
 
 }  // namespace

@@ -54,16 +54,6 @@ TEST(TypeId, SameNativeNameSameIdentifier) {
     EXPECT_EQ(util::type_id_of<Widget>(), util::type_id::from_native_name(typeid(Widget*).name()));
 }
 
-TEST(ObjectRegistry, CreatesByTypeInOneAllocation) {
-    kep::RegisterFactory<Widget>();
-    EXPECT_TRUE(kep::Object::isRegistered(util::type_id_of<Widget>()));
-    std::shared_ptr<kep::Object> object = kep::Object::create(util::type_id_of<Widget>());
-    ASSERT_TRUE(object);
-    EXPECT_EQ(object->GetTypeId(), util::type_id_of<Widget>());
-    EXPECT_EQ(object->GetSharedObject(), object);
-    EXPECT_FALSE(kep::Object::create(util::type_id(12345)));
-}
-
 // Answers are cached per class as offsets, so each object gets its own pointers.
 TEST(InterfaceTable, AnswersEachObjectWithItsOwnInterfaces) {
     auto first = std::make_shared<Widget>();
@@ -82,18 +72,6 @@ TEST(InterfaceTable, AnswersEachObjectWithItsOwnInterfaces) {
     EXPECT_EQ(second->QueryInterface(util::type_id(99)), nullptr);
     EXPECT_EQ(first->QueryInterface(util::type_id(99)), nullptr);
     EXPECT_EQ(Widget::table.query(nullptr, util::type_id_of<IWidget>(), &Widget::Resolve), nullptr);
-}
-
-TEST(InterfaceTable, SharedInterfaceKeepsTheObjectAlive) {
-    std::weak_ptr<Widget> watch;
-    std::shared_ptr<IGadget> gadget;
-    {
-        auto widget = std::make_shared<Widget>();
-        watch = widget;
-        gadget = kep::query_shared<IGadget>(widget.get());
-    }
-    EXPECT_FALSE(watch.expired());
-    EXPECT_EQ(gadget->Power(), 5);
 }
 
 TEST(Guid, TextGroupsLittleEndianWordsAndGeneratedOnesDiffer) {

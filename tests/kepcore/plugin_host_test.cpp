@@ -13,66 +13,6 @@
 
 namespace {
 
-class CountingPlugin final : public kep::BasePlugin {
-public:
-    struct Local : kep::IComponent::LocalData {
-        double speed = 0;
-    };
-    util::type_id GetTypeId() const override { return util::type_id_of<CountingPlugin>(); }
-    std::string_view GetTypeName() const override { return "Counting"; }
-    const uxs::guid& GetTypeGuid() const override {
-        static const uxs::guid guid = uxs::guid::from_words(1, 2, 3, 4);
-        return guid;
-    }
-    std::string_view GetDisplayName() const override { return "Counting"; }
-    void DeclareParameters(kep::IProperty&) override { ++declared; }
-    void DeclareLocalParameters(kep::IProperty&, kep::IComponent::LocalData* data) override {
-        localDeclaredWithOwnData = dynamic_cast<Local*>(data) != nullptr;
-    }
-    void Start(bool replicating) override {
-        startedReplicating = replicating;
-        ++starts;
-    }
-    void Stop() override { ++stops; }
-    std::unique_ptr<kep::IComponent::LocalData> CreateLocalData() override {
-        return std::make_unique<Local>();
-    }
-    int declared = 0, starts = 0, stops = 0;
-    bool startedReplicating = false, localDeclaredWithOwnData = false;
-};
-
-TEST(PluginManager, AdoptsDeclaresAndDrivesAPlugin) {
-    auto manager = std::make_shared<kep::PluginManager>();
-    auto plugin = std::make_shared<CountingPlugin>();
-    auto adopted = manager->AddPlugin(plugin, "counter");
-    ASSERT_TRUE(adopted);
-    EXPECT_EQ(plugin->declared, 1);
-    EXPECT_TRUE(plugin->localDeclaredWithOwnData);
-    EXPECT_EQ(adopted->GetTag(), "counter");
-    EXPECT_EQ(adopted->GetStatus(), kep::PluginStatus::Declared);
-    EXPECT_NE(adopted->GetPluginLocalData(), nullptr);
-
-    manager->Start(*adopted, true);
-    EXPECT_TRUE(plugin->startedReplicating);
-    manager->StopAll();
-    manager->StopAll();
-    EXPECT_EQ(plugin->stops, 1);
-}
-
-TEST(PluginManager, FindsPluginsByInterfaceAndTag) {
-    auto manager = std::make_shared<kep::PluginManager>();
-    auto camera = std::make_shared<kep::ScriptedCamera>();
-    manager->AddPlugin(std::make_shared<CountingPlugin>(), "camera");
-    manager->AddPlugin(camera, "camera");
-    auto found = kep::FindPlugin<kep::IHumanInput>(*manager, "camera");
-    EXPECT_EQ(found.get(), static_cast<kep::IHumanInput*>(camera.get()));
-    EXPECT_FALSE(kep::FindPlugin<kep::IHumanInput>(*manager, ""));
-    EXPECT_FALSE(kep::FindPlugin<kep::IHumanInput>(*manager, "other"));
-    // The subsystem answers other interfaces with the first plug-in offering them.
-    EXPECT_EQ(kep::query<kep::IHumanInput>(static_cast<kep::ISubsystem*>(manager.get())),
-              static_cast<kep::IHumanInput*>(camera.get()));
-}
-
 TEST(PluginManager, ReportsALibraryThatCannotLoad) {
     MessageCapture capture;
     kep::PluginManager manager;

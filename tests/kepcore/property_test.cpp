@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "kep/Entity.h"
 #include "kep/Property.h"
-#include "kep/UserProperty.h"
 
 namespace {
 
@@ -12,30 +10,16 @@ public:
         deliveries.emplace_back(names.begin(), names.end());
     }
     void OnParameterDeclared(std::string_view name) override { declared.emplace_back(name); }
-    void OnPropertyDetached() override { detached = true; }
+    void OnPropertyDetached() override {}
 
     std::vector<std::vector<std::string>> deliveries;
     std::vector<std::string> declared;
-    bool detached = false;
 };
 
 template <class T>
 kep::IParameterValue<T>* Create(kep::Property& property, std::string_view name) {
     return kep::query<kep::IParameterValue<T>>(
         property.CreateParameter(util::type_id_of<kep::ParameterTyped<T>>(), name, 7));
-}
-
-TEST(Parameters, BoundMemberIsTheValue) {
-    kep::Property property;
-    double volume = 1.0;
-    auto* value = Create<double>(property, "Volume");
-    ASSERT_NE(value, nullptr);
-    value->bind(&volume);
-    EXPECT_EQ(value->get(), 1.0);
-    value->set(0.25);
-    EXPECT_EQ(volume, 0.25);
-    volume = 0.5;
-    EXPECT_EQ(property.GetParameterText("Volume"), "0.5");
 }
 
 TEST(Parameters, ParseTheirTextByTypeAndNamesAreUnique) {
@@ -55,6 +39,7 @@ TEST(Parameters, ParseTheirTextByTypeAndNamesAreUnique) {
     EXPECT_EQ(property.GetParameterText("Gain"), "0.75");
 }
 
+// Listeners look names up by binary search, so the order is what they rely on.
 TEST(PropertyChanges, DeliveredOnceSortedToListenersAndProperty) {
     kep::Property property;
     RecordingListener listener;
@@ -99,36 +84,6 @@ TEST(PropertyChanges, NotificationsDuringDeliveryComeInTheNextRound) {
     EXPECT_FALSE(property.play);
     ASSERT_EQ(property.rounds.size(), 2u);
     EXPECT_EQ(property.rounds[1], (std::vector<std::string>{"Play"}));
-}
-
-TEST(PropertyChanges, ListenerHearsWhenThePropertyGoes) {
-    RecordingListener listener;
-    {
-        kep::Property property;
-        property.AddListener(&listener);
-    }
-    EXPECT_TRUE(listener.detached);
-}
-
-class NoteProperty final : public kep::UserProperty {
-public:
-    util::type_id GetTypeId() const override { return util::type_id_of<NoteProperty>(); }
-    void onAdd() override { added = true; }
-    bool added = false;
-};
-
-TEST(UserProperties, CreatedByTypeNameAndAttached) {
-    kep::RegisterFactory<NoteProperty>();
-    kep::UserProperty::registeredTypeTbl().emplace_back(
-        util::type_id_of<NoteProperty>(), [] { return std::string_view("note"); },
-        [] { return std::string_view("Note"); });
-    kep::Entity entity("speaker");
-    auto* property = dynamic_cast<NoteProperty*>(entity.AddUserProperty("note"));
-    ASSERT_NE(property, nullptr);
-    EXPECT_TRUE(property->added);
-    EXPECT_EQ(property->GetOwner(), &entity);
-    EXPECT_EQ(entity.FindProperty(util::type_id_of<NoteProperty>()), property);
-    EXPECT_EQ(entity.AddUserProperty("unknown"), nullptr);
 }
 
 }  // namespace

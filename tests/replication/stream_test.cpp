@@ -110,16 +110,4 @@ TEST_F(ReplicationStream, AnUnknownCodeIsLoggedAndTheRestIsReadFromWhereTheStrea
     EXPECT_EQ(Hex(WriteFrame(sender)), "00 01 00 00 00 04 00 00 00 07 00 00 00");
 }
 
-TEST_F(ReplicationStream, BatchesReadBeforeAnUpdateApplyInOrder) {
-    sender.CreateSource(osg::Vec3f(), false);
-    const auto first = WriteFrame(sender);
-    const std::int32_t second = sender.CreateSource(osg::Vec3f(), false);
-    sender.DeleteSource(second - 1);
-    ReadFrame(receiver, first);
-    ReadFrame(receiver, WriteFrame(sender));
-    receiver.Update();
-    EXPECT_FALSE(receiver.HasSource(second - 1));
-    EXPECT_TRUE(receiver.HasSource(second));
-}
-
 }  // namespace

@@ -28,10 +28,6 @@ struct SourceModel {
     ALint buffer = 0;
 };
 
-struct BufferModel {
-    ALint bits = 16, channels = 1, size = 0, frequency = 0;
-};
-
 struct State {
     std::vector<std::string> calls;
     std::set<std::string, std::less<>> extensions;
@@ -43,7 +39,7 @@ struct State {
     std::vector<std::unique_ptr<ALCdevice>> devices;
     std::vector<std::unique_ptr<ALCcontext>> contexts;
     std::map<ALuint, SourceModel> sources;
-    std::map<ALuint, BufferModel> buffers;
+    std::map<ALuint, ALsizei> bufferSizes;
     ALuint nextSource = 1, nextBuffer = 1;
     ALEVENTPROCSOFT eventCallback = nullptr;
     void* eventUserParam = nullptr;
@@ -93,6 +89,25 @@ bool Call(std::string_view function, const Args&... args) {
     Raise(injected->second.front());
     injected->second.pop_front();
     return true;
+}
+
+// Names are handed out from 1 and never again.
+template <class Model>
+void Generate(std::map<ALuint, Model>& models, ALuint& next, ALsizei n, ALuint* names) {
+    for (ALsizei i = 0; i < n; ++i) {
+        names[i] = next++;
+        models[names[i]] = {};
+    }
+}
+
+// Name 0 is accepted and ignored, as OpenAL does.
+template <class Model>
+void Delete(std::map<ALuint, Model>& models, ALsizei n, const ALuint* names) {
+    for (ALsizei i = 0; i < n; ++i) {
+        if (names[i] != 0 && models.erase(names[i]) == 0) {
+            Raise(AL_INVALID_NAME);
+        }
+    }
 }
 
 SourceModel* FindSource(ALuint source) {
@@ -226,24 +241,15 @@ AL_API void* AL_APIENTRY alGetProcAddress(const ALchar* name) {
 
 AL_API void AL_APIENTRY alGenSources(ALsizei n, ALuint* sources) {
     std::lock_guard lock(theMutex);
-    if (Call("alGenSources", n)) {
-        return;
-    }
-    for (ALsizei i = 0; i < n; ++i) {
-        sources[i] = The().nextSource++;
-        The().sources[sources[i]] = {};
+    if (!Call("alGenSources", n)) {
+        Generate(The().sources, The().nextSource, n, sources);
     }
 }
 
 AL_API void AL_APIENTRY alDeleteSources(ALsizei n, const ALuint* sources) {
     std::lock_guard lock(theMutex);
-    if (Call("alDeleteSources", n, Array(sources, n))) {
-        return;
-    }
-    for (ALsizei i = 0; i < n; ++i) {
-        if (The().sources.erase(sources[i]) == 0) {
-            Raise(AL_INVALID_NAME);
-        }
+    if (!Call("alDeleteSources", n, Array(sources, n))) {
+        Delete(The().sources, n, sources);
     }
 }
 
@@ -317,25 +323,15 @@ AL_API void AL_APIENTRY alGetSource3f(ALuint source, ALenum param, ALfloat* x, A
 
 AL_API void AL_APIENTRY alGenBuffers(ALsizei n, ALuint* buffers) {
     std::lock_guard lock(theMutex);
-    if (Call("alGenBuffers", n)) {
-        return;
-    }
-    for (ALsizei i = 0; i < n; ++i) {
-        buffers[i] = The().nextBuffer++;
-        The().buffers[buffers[i]] = {};
+    if (!Call("alGenBuffers", n)) {
+        Generate(The().bufferSizes, The().nextBuffer, n, buffers);
     }
 }
 
 AL_API void AL_APIENTRY alDeleteBuffers(ALsizei n, const ALuint* buffers) {
     std::lock_guard lock(theMutex);
-    if (Call("alDeleteBuffers", n, Array(buffers, n))) {
-        return;
-    }
-    for (ALsizei i = 0; i < n; ++i) {
-        // Buffer 0 is accepted and ignored, as OpenAL does.
-        if (buffers[i] != 0 && The().buffers.erase(buffers[i]) == 0) {
-            Raise(AL_INVALID_NAME);
-        }
+    if (!Call("alDeleteBuffers", n, Array(buffers, n))) {
+        Delete(The().bufferSizes, n, buffers);
     }
 }
 
@@ -345,13 +341,11 @@ AL_API void AL_APIENTRY alBufferData(ALuint buffer, ALenum format, const ALvoid*
     if (Call("alBufferData", buffer, Enum(format), size, frequency)) {
         return;
     }
-    auto found = The().buffers.find(buffer);
-    if (found == The().buffers.end()) {
+    auto found = The().bufferSizes.find(buffer);
+    if (found == The().bufferSizes.end()) {
         return Raise(AL_INVALID_NAME);
     }
-    const bool stereo = format == AL_FORMAT_STEREO8 || format == AL_FORMAT_STEREO16;
-    const bool eightBit = format == AL_FORMAT_MONO8 || format == AL_FORMAT_STEREO8;
-    found->second = {eightBit ? 8 : 16, stereo ? 2 : 1, size, frequency};
+    found->second = size;
 }
 
 AL_API void AL_APIENTRY alGetBufferi(ALuint buffer, ALenum param, ALint* value) {
@@ -359,15 +353,12 @@ AL_API void AL_APIENTRY alGetBufferi(ALuint buffer, ALenum param, ALint* value) 
     if (Call("alGetBufferi", buffer, Enum(param))) {
         return;
     }
-    auto found = The().buffers.find(buffer);
-    if (found == The().buffers.end()) {
+    // Only the size is kept: what the plug-in reads back is checked on real OpenAL.
+    auto found = The().bufferSizes.find(buffer);
+    if (found == The().bufferSizes.end()) {
         return Raise(AL_INVALID_NAME);
     }
-    const BufferModel& model = found->second;
-    *value = param == AL_SIZE       ? model.size
-             : param == AL_BITS     ? model.bits
-             : param == AL_CHANNELS ? model.channels
-                                    : model.frequency;
+    *value = param == AL_SIZE ? found->second : 0;
 }
 
 AL_API void AL_APIENTRY alListenerf(ALenum param, ALfloat value) {

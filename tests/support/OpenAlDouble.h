@@ -12,7 +12,7 @@
 //
 // The model is small: sources and buffers are numbered from 1 and never reused;
 // a source is AL_INITIAL until played, AL_PLAYING until stopped, and remembers
-// its buffer; a buffer remembers the format, size and rate it was given. One
+// its buffer; a buffer remembers the size it was given. One
 // error is pending at a time, returned and cleared by alGetError.
 
 #include <AL/al.h>
