@@ -25,7 +25,10 @@ CLI::App* AddCommand(CLI::App& app, const std::string& name, const std::string& 
 // returns what runs it with the options that the command line will fill in.
 CommandRun AddDoctorCommand(CLI::App& app);
 CommandRun AddInfoCommand(CLI::App& app);
+CommandRun AddJoinCommand(CLI::App& app);
+CommandRun AddKeygenCommand(CLI::App& app);
 CommandRun AddPlayCommand(CLI::App& app);
 CommandRun AddReplayDemoCommand(CLI::App& app);
 CommandRun AddRunCommand(CLI::App& app);
 CommandRun AddRenderCommand(CLI::App& app);
+CommandRun AddServeCommand(CLI::App& app);

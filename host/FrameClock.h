@@ -14,6 +14,8 @@ public:
 
     // Sleeps until the next frame is due; false once the user has interrupted.
     bool Next();
+    // When the next frame is due.
+    std::chrono::steady_clock::time_point NextDue() const { return due_ + period_; }
     std::chrono::duration<double> Elapsed() const;
     static bool Interrupted();
 

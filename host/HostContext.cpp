@@ -37,15 +37,18 @@ std::shared_ptr<kep::IBasePlugin> HostContext::StartSoundSystem(const std::strin
     return plugin;
 }
 
-void HostContext::UpdatePlugins() {
+bool HostContext::UpdatePlugins() {
+    bool updated = true;
     for (const std::shared_ptr<kep::IBasePlugin>& plugin : manager_->plugins()) {
         try {
             manager_->Update(*plugin);
         } catch (const std::exception& error) {
             kep::Error()("kep-host: the update of plug-in {} \"{}\" failed: {}",
                          plugin->GetTypeName(), plugin->GetTag(), error.what());
+            updated = false;
         }
     }
+    return updated;
 }
 
 std::shared_ptr<kep::ISoundSystem> SoundSystemOf(const std::shared_ptr<kep::IBasePlugin>& plugin) {

@@ -35,8 +35,9 @@ public:
 
     // One frame: delivers parameter changes to every plug-in and runs its update.
     // An exception escaping one plug-in is logged in one line naming it, and the
-    // others are still updated: one failing frame must not end the program.
-    void UpdatePlugins();
+    // others are still updated: one failing frame must not end the program. False
+    // if any update failed.
+    bool UpdatePlugins();
 
 private:
     Options options_;

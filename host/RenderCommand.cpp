@@ -8,6 +8,7 @@
 
 #include "host/Commands.h"
 #include "host/ConsoleOutput.h"
+#include "host/OutputFile.h"
 #include "host/ProgressLine.h"
 #include "host/render/LevelTrace.h"
 #include "host/render/SvgLevelPlot.h"
@@ -31,19 +32,6 @@ struct RenderOptions {
     std::filesystem::path output;
     std::filesystem::path plot;
 };
-
-// A file can be written there: its folder exists, or has been made.
-bool FolderMade(const std::filesystem::path& file) {
-    std::error_code status;
-    const std::filesystem::path folder = std::filesystem::absolute(file, status).parent_path();
-    std::filesystem::create_directories(folder, status);
-    if (!std::filesystem::is_directory(folder, status)) {
-        PrintError("kep-host: {} cannot be written: no folder {} can be made\n", file.string(),
-                   folder.string());
-        return false;
-    }
-    return true;
-}
 
 bool WritePlot(const std::filesystem::path& file, const WaveData& heard, const Scene& scene) {
     const LevelTrace trace = MeasureLevels(heard, kPlotWindowSeconds, kPlotFloorDb);

@@ -14,11 +14,12 @@ std::vector<std::uint8_t> WriteFrame(kep::IInteractivePlugin& sender, bool full)
     return buffer.take();
 }
 
-bool DeliverFrame(kep::IInteractivePlugin& receiver, std::span<const std::uint8_t> frame) {
-    uxs::ibuf buffer(frame, uxs::byte_order::little);
+bool DeliverFrame(kep::IInteractivePlugin& receiver, std::span<const std::uint8_t> frame,
+                  uxs::byte_order order) {
+    uxs::ibuf buffer(frame, order);
     try {
         receiver.deserialize(buffer);
-        return true;
+        return !buffer.fail() && buffer.avail() == 0;
     } catch (const std::exception& error) {
         kep::Error()("kep-host: dropped a replication frame of {} bytes: {}", frame.size(),
                      error.what());

@@ -14,9 +14,11 @@ namespace replication {
 // What the sender recorded since its last frame (full: its whole state).
 std::vector<std::uint8_t> WriteFrame(kep::IInteractivePlugin& sender, bool full);
 
-// Hands a frame to a receiver for its next update. A frame the receiver cannot
-// read (an exception escapes it) is logged and dropped; false then.
-bool DeliverFrame(kep::IInteractivePlugin& receiver, std::span<const std::uint8_t> frame);
+// Hands a frame to a receiver for its next update. False if the receiver could
+// not read it: an exception escaped (logged, the frame dropped), or it read past
+// the frame's end or stopped short of it.
+bool DeliverFrame(kep::IInteractivePlugin& receiver, std::span<const std::uint8_t> frame,
+                  uxs::byte_order order = uxs::byte_order::little);
 
 // The frame as hexadecimal bytes separated by blanks.
 std::string ToHex(std::span<const std::uint8_t> frame);

@@ -31,6 +31,31 @@ bool SoundInspector::IsSourcePlaying(std::int32_t sourceId) {
     return source && source->IsPlayingNow();
 }
 
+std::vector<std::string> SoundInspector::ListSounds() {
+    std::vector<std::string> names;
+    for (const auto& [name, path] : sounds.Paths()) {
+        names.push_back(name);
+    }
+    return names;
+}
+
+bool SoundInspector::DescribeSource(std::int32_t sourceId, kep::SourceDescription& description) {
+    if (!owner.IsDeviceOpen()) {
+        return false;
+    }
+    SourceRegistry::Lock locked(sources);
+    const Source* source = locked.Find(sourceId);
+    if (!source) {
+        return false;
+    }
+    const SourceState state = source->Describe(sounds);
+    description.position = state.position;
+    description.soundName = state.soundName;
+    description.gain = source->Gain();
+    description.looping = source->IsLooping();
+    return true;
+}
+
 bool SoundInspector::LoadSoundFile(std::string_view name, std::string_view path) {
     if (!owner.IsDeviceOpen()) {
         return false;

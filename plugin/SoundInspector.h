@@ -24,6 +24,8 @@ public:
     bool IsSourcePlaying(std::int32_t sourceId) override;
     bool LoadSoundFile(std::string_view name, std::string_view path) override;
     bool DescribeSound(std::string_view name, kep::SoundDescription& description) override;
+    std::vector<std::string> ListSounds() override;
+    bool DescribeSource(std::int32_t sourceId, kep::SourceDescription& description) override;
 
 private:
     SoundSystem& owner;

@@ -11,6 +11,7 @@ packages=(
   libopenscenegraph-dev
   libfmt-dev
   libcli11-dev nlohmann-json3-dev
+  libzmq3-dev cppzmq-dev
   googletest libgtest-dev libgmock-dev
   libbenchmark-dev
 )

@@ -85,6 +85,18 @@ osg::Vec3f Source::GetPosition() const {
     return GetVector(alSource, AL_POSITION);
 }
 
+float Source::Gain() const {
+    float gain = 1;
+    alGetSourcef(alSource, AL_GAIN, &gain);
+    return gain;
+}
+
+bool Source::IsLooping() const {
+    ALint looping = AL_FALSE;
+    alGetSourcei(alSource, AL_LOOPING, &looping);
+    return looping == AL_TRUE;
+}
+
 SourceState Source::Describe(const SoundBufferRegistry& sounds) const {
     SourceState state;
     state.position = GetVector(alSource, AL_POSITION);

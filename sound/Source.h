@@ -41,6 +41,8 @@ public:
     // Whether OpenAL is playing the source at this moment.
     [[nodiscard]] bool IsPlayingNow() const;
     [[nodiscard]] osg::Vec3f GetPosition() const;
+    [[nodiscard]] float Gain() const;
+    [[nodiscard]] bool IsLooping() const;
     // The state a snapshot carries, queried in the record's order.
     [[nodiscard]] SourceState Describe(const SoundBufferRegistry& sounds) const;
     [[nodiscard]] SourceHandle Handle() const { return SourceHandle(alSource); }

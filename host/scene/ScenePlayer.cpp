@@ -24,9 +24,10 @@ int FrameAt(double time, double frameRate) {
 
 }  // namespace
 
-ScenePlayer::ScenePlayer(HostContext& context, const Scene& scene)
+ScenePlayer::ScenePlayer(HostContext& context, const Scene& scene, ScenePlayerOptions options)
     : context_(context),
       scene_(scene),
+      options_(std::move(options)),
       dataRoot_(scene.folder),
       timeline_(TimelineOf(scene)),
       lastFrame_(FrameAt(scene.duration, scene.frameRate)) {}
@@ -40,7 +41,7 @@ ScenePlayer::~ScenePlayer() {
 bool ScenePlayer::Start() {
     camera_ = std::make_shared<kep::ScriptedCamera>();
     context_.plugins().AddPlugin(camera_, kCameraTag);
-    plugin_ = context_.StartSoundSystem("scene", false);
+    plugin_ = context_.StartSoundSystem("scene", options_.replicating);
     deviceOpened_ = std::chrono::steady_clock::now();
     sound_ = SoundSystemOf(plugin_);
     inspector_ = kep::query<kep::ISoundInspector>(plugin_.get());
@@ -142,6 +143,9 @@ void ScenePlayer::Frame(int frame) {
         }
     }
     PlaceListener(time);
+    if (options_.beforeUpdate) {
+        options_.beforeUpdate();
+    }
     context_.UpdatePlugins();
     for (auto& object : objects_) {
         object->Update();

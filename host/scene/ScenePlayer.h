@@ -22,9 +22,17 @@
 // listener, so each frame places the listener itself (SetListener). The camera is
 // also offered as the human-input plug-in the system's "HumanInputTag" names, so
 // that a replaying instance would follow the same path.
+struct ScenePlayerOptions {
+    // A replicating system records its operations for other instances.
+    bool replicating = false;
+    // Called each frame after the scene's operations and before the plug-ins'
+    // update: where a replicating system's batch is written.
+    std::function<void()> beforeUpdate;
+};
+
 class ScenePlayer {
 public:
-    ScenePlayer(HostContext& context, const Scene& scene);
+    ScenePlayer(HostContext& context, const Scene& scene, ScenePlayerOptions options = {});
     ~ScenePlayer();  // takes the scene's objects away
     ScenePlayer(const ScenePlayer&) = delete;
     ScenePlayer& operator=(const ScenePlayer&) = delete;
@@ -41,6 +49,8 @@ public:
     double SecondsBeforeScene() const;
     // Sources that sound now, the objects' included.
     int PlayingSources() const;
+    // The scene's sound system, once started.
+    const std::shared_ptr<kep::IBasePlugin>& plugin() const { return plugin_; }
     // Takes the objects away and stops the sound system, which closes the device.
     void Stop();
 
@@ -60,6 +70,7 @@ private:
 
     HostContext& context_;
     const Scene& scene_;
+    ScenePlayerOptions options_;
     SceneDataRoot dataRoot_;
     std::vector<SceneEvent> timeline_;
     std::size_t nextEvent_ = 0;

@@ -12,10 +12,10 @@ bool SceneSession::Load(const std::string& file) {
     return scene_.has_value();
 }
 
-bool SceneSession::Start(HostContext& context) {
+bool SceneSession::Start(HostContext& context, ScenePlayerOptions options) {
     if (!context.LoadPlugins()) {
         return false;
     }
-    player_ = std::make_unique<ScenePlayer>(context, *scene_);
+    player_ = std::make_unique<ScenePlayer>(context, *scene_, std::move(options));
     return player_->Start();
 }

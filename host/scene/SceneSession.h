@@ -16,7 +16,7 @@ public:
     // has been started then.
     [[nodiscard]] bool Load(const std::string& file);
     // Loads the plug-ins and starts the scene's player; false if they fail.
-    [[nodiscard]] bool Start(HostContext& context);
+    [[nodiscard]] bool Start(HostContext& context, ScenePlayerOptions options = {});
 
     const Scene& scene() const { return *scene_; }
     ScenePlayer& player() { return *player_; }

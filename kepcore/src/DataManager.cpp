@@ -27,12 +27,25 @@ std::string DataManager::GetFilePath(std::string_view fileName) const {
     if (IsFile(name)) {
         return Normal(name);
     }
-    if (name.is_absolute()) {
-        return {};
-    }
-    for (const auto& root : roots()) {
-        if (IsFile(root / name)) {
-            return Normal(root / name);
+    // The name's components after its root; then the shorter tails of them, so
+    // that a path from another machine is found in a copy of its folder here.
+    const std::filesystem::path relative = name.relative_path();
+    const std::vector<std::filesystem::path> parts(relative.begin(), relative.end());
+    const auto rootList = roots();
+    for (std::size_t first = 0; first < parts.size(); ++first) {
+        std::filesystem::path tail;
+        bool climbs = false;  // a tail never reaches above its root
+        for (std::size_t i = first; i < parts.size(); ++i) {
+            tail /= parts[i];
+            climbs = climbs || parts[i] == "..";
+        }
+        if (climbs) {
+            continue;
+        }
+        for (const auto& root : rootList) {
+            if (IsFile(root / tail)) {
+                return Normal(root / tail);
+            }
         }
     }
     return {};

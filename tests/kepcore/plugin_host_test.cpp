@@ -66,6 +66,16 @@ TEST(DataManager, ResolvesAsGivenThenUnderRoots) {
     EXPECT_EQ(manager.GetFilePath("sounds/pipe.wav"), "");
     EXPECT_EQ(manager.GetFilePath("sounds"), "");
     EXPECT_EQ(manager.GetFilePath(""), "");
+    // A path from another machine: found by its longest tail under a root, never
+    // by one that climbs above it.
+    const std::string bell = (root / "sounds" / "bell.wav").string();
+    EXPECT_EQ(manager.GetFilePath("/srv/game/data/sounds/bell.wav"), bell);
+    EXPECT_EQ(manager.GetFilePath("C:/data/bell.wav"), bell);
+    EXPECT_EQ(manager.GetFilePath("/srv/sounds/other.wav"), "");
+    std::ofstream(root / "bell.wav") << "x";
+    EXPECT_EQ(manager.GetFilePath("/srv/sounds/bell.wav"), bell);
+    EXPECT_EQ(manager.GetFilePath("/a/../../bell.wav"), (root / "bell.wav").string());
+    EXPECT_EQ(manager.GetFilePath("../kep-data-test/sounds/bell.wav"), bell);
     std::filesystem::remove_all(root);
 }
 

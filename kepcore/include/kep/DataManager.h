@@ -20,7 +20,10 @@ public:
 };
 
 // Looks a name up as it stands (absolute, or relative to the working folder),
-// then under each data root in the order they were added.
+// then under each data root in the order they were added: first the name's whole
+// path below its root, then ever shorter tails of it, down to the file name
+// alone. A path written on another machine is thus found in a copy of its data
+// folder under any root here.
 class KEPCORE_API DataManager final : public IDataManager {
 public:
     std::string GetFilePath(std::string_view fileName) const override;

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include <osg/Vec3f>
+
 #include "kep/IUnknown.h"
 
 namespace kep {
@@ -18,6 +20,14 @@ struct SoundDescription {
     std::uint32_t bits = 0;        // bits per sample
     std::uint32_t channels = 0;
     std::uint32_t durationSeconds = 0;  // whole seconds, rounded up
+};
+
+// What a sound system holds for one source; the same on every instance in step.
+struct SourceDescription {
+    osg::Vec3f position{0, 0, 0};
+    float gain = 1;
+    bool looping = false;
+    std::string soundName;  // empty when none is mounted
 };
 
 // Read-only diagnostics of a sound system's registered sounds, for tools.
@@ -34,6 +44,10 @@ public:
     virtual std::vector<std::int32_t> ListSources() = 0;
     // Whether OpenAL is playing the source right now (false once it has ended).
     virtual bool IsSourcePlaying(std::int32_t sourceId) = 0;
+    // The names of the registered sounds, ascending.
+    virtual std::vector<std::string> ListSounds() = 0;
+    // False if there is no such source or the device is closed.
+    virtual bool DescribeSource(std::int32_t sourceId, SourceDescription& description) = 0;
     // False if no sound is registered under the name or the device is closed.
     virtual bool DescribeSound(std::string_view name, SoundDescription& description) = 0;
 };

@@ -1,0 +1,315 @@
+// kep-host join: a replaying sound system that plays, or records, what a serving
+// instance (kep-host serve) does, its listener following a camera of its own.
+#include <chrono>
+#include <filesystem>
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "host/Commands.h"
+#include "host/ConsoleOutput.h"
+#include "host/FrameClock.h"
+#include "host/OutputFile.h"
+#include "host/ProgressLine.h"
+#include "host/ReplicationLink.h"
+#include "host/ReportingDataManager.h"
+#include "host/net/RateMeter.h"
+#include "host/net/ReplicaFeed.h"
+#include "host/net/ReplicationClient.h"
+#include "host/net/StateDocument.h"
+#include "host/render/WaveFile.h"
+#include "host/render/WaveWriterSetup.h"
+#include "host/scene/CameraPose.h"
+#include "host/scene/Keyframes.h"
+#include "host/scene/SceneLoader.h"
+#include "kep/HumanInput.h"
+#include "kep/ISoundInspector.h"
+#include "kep/Messages.h"
+
+namespace {
+
+constexpr double kFrameRate = 60;
+constexpr auto kRequestInterval = std::chrono::seconds(1);
+// Batches held while a snapshot is awaited; past this the snapshot must cover them.
+constexpr std::size_t kMaxHeldBatches = 600;
+// Header faults logged one by one before they are only counted.
+constexpr int kMaxLoggedFaults = 20;
+constexpr int kSampleRate = 44100;
+constexpr const char* kCameraTag = "join camera";
+// A command batch holding no command: it lets the update place the listener on
+// frames that brought nothing.
+constexpr std::uint8_t kEmptyBatch[] = {0, 0, 0, 0, 0};
+
+struct JoinOptions {
+    std::string endpoint;
+    std::string camera = "fixed";
+    std::filesystem::path output;
+    double seconds = 0;
+    double connectTimeout = 10;
+    std::vector<std::filesystem::path> dataRoots;
+    std::filesystem::path curveKeys;
+    std::filesystem::path stateOut;
+};
+
+struct Replica {
+    std::shared_ptr<kep::IBasePlugin> plugin;
+    kep::IInteractivePlugin* interactive = nullptr;
+    kep::ISoundSystem* sound = nullptr;
+    kep::ISoundInspector* inspector = nullptr;
+};
+
+class Joiner {
+public:
+    Joiner(HostContext& context, const JoinOptions& options, Replica replica,
+           replication::ReplicationClient& client, std::optional<Scene> cameraScene)
+        : context_(context),
+          options_(options),
+          replica_(std::move(replica)),
+          client_(client),
+          cameraScene_(std::move(cameraScene)),
+          feed_([this](const auto& header, auto payload) { return Apply(header, payload); },
+                kMaxHeldBatches) {}
+
+    // Runs until the server ends its run, the time is up or the user interrupts;
+    // the exit status.
+    int Run(kep::ScriptedCamera& camera) {
+        FrameClock clock(std::chrono::duration_cast<std::chrono::nanoseconds>(
+            std::chrono::duration<double>(1 / kFrameRate)));
+        ProgressLine progress;
+        RateMeter rate;
+        auto lastRequest = std::chrono::steady_clock::now() - kRequestInterval;
+        for (;;) {
+            client_.ReceiveUntil(clock.NextDue(), [this](auto message) { Receive(message); });
+            if (!clock.Next()) {
+                return kExitInterrupted;
+            }
+            const double elapsed = clock.Elapsed().count();
+            const auto now = std::chrono::steady_clock::now();
+            if (feed_.waiting() && now - lastRequest >= kRequestInterval) {
+                client_.RequestSnapshot();
+                lastRequest = now;
+            }
+            camera.SetPose(PoseAt(elapsed));
+            if (!applied_) {
+                replication::DeliverFrame(*replica_.interactive, kEmptyBatch);
+                context_.UpdatePlugins();
+            }
+            applied_ = false;
+            if (progress.visible()) {
+                progress.Show(fmt::format("{:6.2f} s, {}, sequence {}, {:.1f} kB/s, {} resyncs",
+                                          elapsed, Status(), feed_.sequence(),
+                                          rate.Update(client_.bytesReceived()) / 1000,
+                                          feed_.resyncs()));
+            }
+            if (feed_.ended() || (options_.seconds > 0 && elapsed >= options_.seconds)) {
+                return kExitDone;
+            }
+            if (!feed_.synchronised() && elapsed >= options_.connectTimeout) {
+                PrintError("kep-host: no answer from a server at {} within {} s\n",
+                           options_.endpoint, options_.connectTimeout);
+                return kExitFailed;
+            }
+        }
+    }
+
+    std::uint64_t batches() const { return batches_; }
+    std::uint64_t resyncs() const { return feed_.resyncs(); }
+
+private:
+    void Receive(std::span<const std::uint8_t> message) {
+        std::string error;
+        const auto frame = replication::DecodeFrame(message, error);
+        if (!frame) {
+            if (++faults_ <= kMaxLoggedFaults) {
+                kep::Warning()("kep-host: dropped a message from {}: {}{}", options_.endpoint,
+                               error,
+                               faults_ == kMaxLoggedFaults ? " (further ones are not logged)"
+                                                           : "");
+            }
+            return;
+        }
+        feed_.Receive(frame->header, frame->payload);
+    }
+
+    bool Apply(const replication::FrameHeader& header, std::span<const std::uint8_t> payload) {
+        if (header.kind == replication::FrameKind::Snapshot && holdsState_) {
+            // A snapshot adds to what is there: start again from nothing.
+            replica_.sound->DeleteSourcesAndSounds();
+        }
+        holdsState_ = true;
+        applied_ = true;
+        const bool read = replication::DeliverFrame(
+            *replica_.interactive, payload,
+            header.byteOrder == replication::PayloadOrder::Big ? uxs::byte_order::big
+                                                               : uxs::byte_order::little);
+        const bool updated = context_.UpdatePlugins();
+        batches_ += header.kind == replication::FrameKind::Batch;
+        if (!read || !updated) {
+            kep::Warning()("kep-host: the sound system could not apply {} {}; asking for a "
+                           "snapshot",
+                           replication::KindName(header.kind), header.sequence);
+        }
+        return read && updated;
+    }
+
+    kep::math::pos_6d PoseAt(double time) const {
+        return PoseOf(cameraScene_ ? ValueAt(cameraScene_->camera, time, &BlendViews) : View{});
+    }
+
+    std::string Status() const {
+        return feed_.synchronised() ? fmt::format("server {:016x}", feed_.epoch())
+                                    : std::string("waiting for the server");
+    }
+
+    HostContext& context_;
+    const JoinOptions& options_;
+    Replica replica_;
+    replication::ReplicationClient& client_;
+    std::optional<Scene> cameraScene_;
+    replication::ReplicaFeed feed_;
+    bool applied_ = false;
+    bool holdsState_ = false;
+    int faults_ = 0;
+    std::uint64_t batches_ = 0;
+};
+
+std::optional<Replica> StartReplica(HostContext& context) {
+    Replica replica;
+    replica.plugin = context.StartSoundSystem("join", false);
+    replica.interactive = kep::query<kep::IInteractivePlugin>(replica.plugin.get());
+    replica.sound = kep::query<kep::ISoundSystem>(replica.plugin.get());
+    replica.inspector = kep::query<kep::ISoundInspector>(replica.plugin.get());
+    if (!replica.interactive || !replica.sound || !replica.inspector ||
+        !replica.inspector->IsDeviceOpen()) {
+        PrintError("kep-host: no audio device; {}.\n", kNoDeviceHint);
+        return std::nullopt;
+    }
+    replica.plugin->GetPluginLocalProperty()->SetParameterText("HumanInputTag", kCameraTag);
+    return replica;
+}
+
+// Writes what the device recorded; the exit status.
+int SaveRecording(const WaveWriterSetup& writer, const std::filesystem::path& output) {
+    WaveData heard;
+    std::string error;
+    if (!ReadWave(writer.recording(), heard, error)) {
+        PrintError("kep-host: the wave writer's file cannot be read: {}\n", error);
+        return kExitFailed;
+    }
+    if (!WriteWave(output, heard)) {
+        PrintError("kep-host: {} could not be written\n", output.string());
+        return kExitFailed;
+    }
+    Print("WAV: {} ({:.2f} s, stereo, 32-bit float, {} Hz)\n",
+          std::filesystem::absolute(output).string(),
+          static_cast<double>(heard.frames()) / heard.sampleRate, heard.sampleRate);
+    return kExitDone;
+}
+
+int RunJoin(HostContext& context, const JoinOptions& options) {
+    std::string error;
+    std::optional<Scene> cameraScene;
+    if (options.camera != "fixed") {
+        cameraScene = LoadScene(options.camera, error);
+        if (!cameraScene) {
+            PrintError("{}\n", error);
+            return kExitFailed;
+        }
+    }
+    std::optional<replication::CurveKeys> keys;
+    if (!options.curveKeys.empty()) {
+        keys = replication::ReadCurveKeys(options.curveKeys, replication::CurveRole::Joiner,
+                                          error);
+        if (!keys) {
+            PrintError("kep-host: {}\n", error);
+            return kExitFailed;
+        }
+    }
+    for (const auto* file : {&options.output, &options.stateOut}) {
+        if (!file->empty() && !FolderMade(*file)) {
+            return kExitFailed;
+        }
+    }
+    const auto client = replication::ReplicationClient::Connect(options.endpoint, keys, error);
+    if (!client) {
+        PrintError("kep-host: {}\n", error);
+        return kExitFailed;
+    }
+    kep::SetDataManager(std::make_shared<ReportingDataManager>(options.dataRoots));
+    std::unique_ptr<WaveWriterSetup> writer;
+    if (!options.output.empty() && !(writer = WaveWriterSetup::Create(kSampleRate, error))) {
+        PrintError("kep-host: {}\n", error);
+        return kExitFailed;
+    }
+    if (!context.LoadPlugins()) {
+        return kExitFailed;
+    }
+    auto camera = std::make_shared<kep::ScriptedCamera>();
+    context.plugins().AddPlugin(camera, kCameraTag);
+    auto replica = StartReplica(context);
+    if (!replica) {
+        return kExitFailed;
+    }
+    Print("Joining {}\n", options.endpoint);
+    std::fflush(stdout);
+    Joiner joiner(context, options, *replica, *client, std::move(cameraScene));
+    const int status = joiner.Run(*camera);
+    if (!options.stateOut.empty() &&
+        !WriteState(options.stateOut, DescribeState(*replica->sound, *replica->inspector),
+                    error)) {
+        PrintError("kep-host: {}\n", error);
+        return kExitFailed;
+    }
+    context.plugins().Stop(*replica->plugin);  // closes the device, which completes a recording
+    Print("{}: {} batches applied, {} resyncs\n",
+          status == kExitDone ? "Done" : status == kExitInterrupted ? "Interrupted" : "Failed",
+          joiner.batches(), joiner.resyncs());
+    if (status == kExitDone && writer) {
+        return SaveRecording(*writer, options.output);
+    }
+    return status;
+}
+
+}  // namespace
+
+CommandRun AddJoinCommand(CLI::App& app) {
+    auto options = std::make_shared<JoinOptions>();
+    CLI::App* command = AddCommand(
+        app, "join", "Play what a serving instance (kep-host serve) does.",
+        "Subscribes to the server at the endpoint, asks it for the whole state, then applies "
+        "its operations frame by frame; a lost message, a restarted server or a frame that "
+        "cannot be read makes it ask again. The listener follows this instance's own camera. "
+        "Sound files are the server's paths: one that does not exist here is looked for by "
+        "its trailing folders and name under each --data folder. Exits 0 when the server "
+        "ends its run (or after --seconds), 1 if no server answered.");
+    command->add_option("ENDPOINT", options->endpoint, "the server's --bind endpoint")
+        ->required();
+    command
+        ->add_option("--camera", options->camera,
+                     "fixed (at the origin, looking along -Z), or a scene file whose camera "
+                     "path the listener follows from the moment of joining")
+        ->type_name("fixed|SCENE");
+    command
+        ->add_option("-o,--output", options->output,
+                     "record what the listener hears into this WAV, through OpenAL Soft's "
+                     "wave writer")
+        ->type_name("OUT.wav");
+    command->add_option("--seconds", options->seconds, "leave after this long")
+        ->check(CLI::Range(0.0, 1e6));
+    command
+        ->add_option("--timeout", options->connectTimeout,
+                     "give up when no server has answered after this long (default: 10 s)")
+        ->check(CLI::Range(0.1, 1e6));
+    command->add_option("--data", options->dataRoots, "a folder to look for sound files in")
+        ->type_name("DIR");
+    command
+        ->add_option("--curve-keys", options->curveKeys,
+                     "authenticate with the keys kep-host keygen made there (server.pub, "
+                     "client.pub, client.key)")
+        ->type_name("DIR");
+    command
+        ->add_option("--state-out", options->stateOut,
+                     "on exit, write the sounds and sources as JSON to this file")
+        ->type_name("FILE");
+    return [options](HostContext& context) { return RunJoin(context, *options); };
+}

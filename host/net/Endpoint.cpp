@@ -1,0 +1,51 @@
+#include "host/net/Endpoint.h"
+
+#include <charconv>
+
+#include <fmt/format.h>
+
+namespace replication {
+
+namespace {
+
+constexpr std::string_view kTcp = "tcp://";
+
+bool StartsWith(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+}  // namespace
+
+std::optional<std::string> SnapshotEndpoint(const std::string& endpoint, std::string& error) {
+    if (StartsWith(endpoint, "ipc://") || StartsWith(endpoint, "inproc://")) {
+        return endpoint + ".snapshot";
+    }
+    const std::size_t colon = endpoint.rfind(':');
+    if (!StartsWith(endpoint, kTcp) || colon < kTcp.size()) {
+        error = fmt::format("{}: expected tcp://HOST:PORT, ipc://PATH or inproc://NAME", endpoint);
+        return std::nullopt;
+    }
+    const std::string_view portText = std::string_view(endpoint).substr(colon + 1);
+    unsigned port = 0;
+    const auto [end, status] =
+        std::from_chars(portText.data(), portText.data() + portText.size(), port);
+    if (status != std::errc() || end != portText.data() + portText.size() || port == 0 ||
+        port >= 65535) {
+        error = fmt::format("{}: the port must be a number from 1 to 65534 (snapshots are "
+                            "served on the next port)",
+                            endpoint);
+        return std::nullopt;
+    }
+    return fmt::format("{}:{}", endpoint.substr(0, colon), port + 1);
+}
+
+bool IsLoopback(const std::string& endpoint) {
+    if (!StartsWith(endpoint, kTcp)) {
+        return StartsWith(endpoint, "ipc://") || StartsWith(endpoint, "inproc://");
+    }
+    const std::string_view host =
+        std::string_view(endpoint).substr(kTcp.size(), endpoint.rfind(':') - kTcp.size());
+    return StartsWith(host, "127.") || host == "localhost" || host == "[::1]";
+}
+
+}  // namespace replication

@@ -1,0 +1,85 @@
+#include "host/net/ReplicationClient.h"
+
+#include <algorithm>
+#include <array>
+
+#include <fmt/format.h>
+
+#include "host/net/Endpoint.h"
+#include "host/net/FrameHeader.h"
+#include "host/net/SocketSetup.h"
+
+namespace replication {
+
+namespace {
+
+constexpr int kMaxMessagesPerPoll = 1000;
+
+}  // namespace
+
+std::unique_ptr<ReplicationClient> ReplicationClient::Connect(const std::string& endpoint,
+                                                              const std::optional<CurveKeys>& keys,
+                                                              std::string& error) {
+    const auto snapshotEndpoint = SnapshotEndpoint(endpoint, error);
+    if (!snapshotEndpoint) {
+        return nullptr;
+    }
+    std::unique_ptr<ReplicationClient> client(new ReplicationClient());
+    try {
+        client->subscriber_ = zmq::socket_t(client->context_, zmq::socket_type::sub);
+        client->requester_ = zmq::socket_t(client->context_, zmq::socket_type::dealer);
+        for (zmq::socket_t* socket : {&client->subscriber_, &client->requester_}) {
+            PrepareSocket(*socket);
+            socket->set(zmq::sockopt::linger, 0);
+            if (keys) {
+                socket->set(zmq::sockopt::curve_serverkey, keys->serverPublic);
+                socket->set(zmq::sockopt::curve_publickey, keys->clientPublic);
+                socket->set(zmq::sockopt::curve_secretkey, keys->clientSecret);
+            }
+        }
+        client->subscriber_.set(zmq::sockopt::subscribe, "");
+        // A request is only queued for a connection that is complete, so requests
+        // made while the server is away are refused instead of piling up.
+        client->requester_.set(zmq::sockopt::immediate, 1);
+        client->subscriber_.connect(endpoint);
+        client->requester_.connect(*snapshotEndpoint);
+    } catch (const zmq::error_t& failure) {
+        error = fmt::format("cannot connect to {}: {}", endpoint, failure.what());
+        return nullptr;
+    }
+    return client;
+}
+
+bool ReplicationClient::RequestSnapshot() {
+    const auto request = EncodeFrame({FrameKind::SnapshotRequest}, {});
+    return requester_.send(zmq::buffer(request), zmq::send_flags::dontwait).has_value();
+}
+
+void ReplicationClient::ReceiveUntil(std::chrono::steady_clock::time_point deadline,
+                                     const Receiver& receive) {
+    std::array<zmq::pollitem_t, 2> items{{{subscriber_.handle(), 0, ZMQ_POLLIN, 0},
+                                          {requester_.handle(), 0, ZMQ_POLLIN, 0}}};
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (zmq::poll(items, std::max(left, std::chrono::milliseconds(0))) == 0) {
+            return;
+        }
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            zmq::socket_t& socket = i == 0 ? subscriber_ : requester_;
+            zmq::message_t message;
+            // Bounded, so that a flood cannot keep the caller past its deadline.
+            for (int taken = 0; taken < kMaxMessagesPerPoll && items[i].revents & ZMQ_POLLIN &&
+                                socket.recv(message, zmq::recv_flags::dontwait);
+                 ++taken) {
+                bytesReceived_ += message.size();
+                receive({message.data<std::uint8_t>(), message.size()});
+            }
+        }
+        if (left.count() <= 0) {
+            return;
+        }
+    }
+}
+
+}  // namespace replication

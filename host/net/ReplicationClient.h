@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include <zmq.hpp>
+
+#include "host/net/CurveKeys.h"
+
+namespace replication {
+
+// The joining side's sockets: a subscriber to everything the server publishes,
+// and a socket that asks it for snapshots. Both reconnect by themselves when the
+// server goes away and comes back.
+class ReplicationClient {
+public:
+    using Receiver = std::function<void(std::span<const std::uint8_t>)>;
+
+    // Null, with the reason in `error`, if the endpoint is not one to connect to.
+    // With keys, the handshake proves the joiners' key and checks the server's.
+    static std::unique_ptr<ReplicationClient> Connect(const std::string& endpoint,
+                                                      const std::optional<CurveKeys>& keys,
+                                                      std::string& error);
+    ReplicationClient(const ReplicationClient&) = delete;
+    ReplicationClient& operator=(const ReplicationClient&) = delete;
+
+    // False if no connection to the server could take the request now.
+    bool RequestSnapshot();
+    // Gives each message that arrives until the deadline to `receive`.
+    void ReceiveUntil(std::chrono::steady_clock::time_point deadline, const Receiver& receive);
+    std::uint64_t bytesReceived() const { return bytesReceived_; }
+
+private:
+    ReplicationClient() = default;
+
+    zmq::context_t context_;
+    zmq::socket_t subscriber_;
+    zmq::socket_t requester_;
+    std::uint64_t bytesReceived_ = 0;
+};
+
+}  // namespace replication
