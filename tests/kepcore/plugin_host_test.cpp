@@ -70,7 +70,7 @@ TEST(DataManager, ResolvesAsGivenThenUnderRoots) {
     // by one that climbs above it.
     const std::string bell = (root / "sounds" / "bell.wav").string();
     EXPECT_EQ(manager.GetFilePath("/srv/game/data/sounds/bell.wav"), bell);
-    EXPECT_EQ(manager.GetFilePath("C:/data/bell.wav"), bell);
+    EXPECT_EQ(manager.GetFilePath("C:/data/sounds/bell.wav"), bell);
     EXPECT_EQ(manager.GetFilePath("/srv/sounds/other.wav"), "");
     std::ofstream(root / "bell.wav") << "x";
     EXPECT_EQ(manager.GetFilePath("/srv/sounds/bell.wav"), bell);

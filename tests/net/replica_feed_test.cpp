@@ -1,0 +1,165 @@
+// The host's replication frames and the joiner's rules for applying them.
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "host/net/FrameHeader.h"
+#include "host/net/ReplicaFeed.h"
+
+namespace {
+
+using replication::DecodeFrame;
+using replication::EncodeFrame;
+using replication::FrameHeader;
+using replication::FrameKind;
+using replication::PayloadOrder;
+
+TEST(FrameHeader, IsWrittenAsDocumented) {
+    const std::vector<std::uint8_t> payload{0xAA, 0xBB};
+    const auto frame = EncodeFrame(
+        {FrameKind::Snapshot, PayloadOrder::Big, 0x0102030405060708, 0x1122, 0}, payload);
+    const std::vector<std::uint8_t> expected{
+        'K',  'E',  'P',  'R',  1,    2,    1,    0,     // magic, version, kind, order, reserved
+        0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01,  // epoch
+        0x22, 0x11, 0,    0,    0,    0,    0,    0,     // sequence
+        2,    0,    0,    0,    0xAA, 0xBB};             // payload length, payload
+    EXPECT_EQ(frame, expected);
+    std::string error;
+    const auto decoded = DecodeFrame(frame, error);
+    ASSERT_TRUE(decoded) << error;
+    EXPECT_EQ(decoded->header, (FrameHeader{FrameKind::Snapshot, PayloadOrder::Big,
+                                            0x0102030405060708, 0x1122, 2}));
+    EXPECT_EQ(std::vector(decoded->payload.begin(), decoded->payload.end()), payload);
+}
+
+TEST(FrameHeader, RefusesWhatDoesNotCheck) {
+    const auto good = EncodeFrame({FrameKind::Batch, PayloadOrder::Little, 1, 1, 0}, {});
+    const struct {
+        std::size_t offset;
+        std::uint8_t value;
+        const char* error;
+    } damages[] = {
+        {0, 'X', "not a replication frame (bad magic)"},
+        {4, 2, "version 2, expected 1"},
+        {5, 0, "unknown kind 0, byte order 0 or reserved byte 0"},
+        {5, 6, "unknown kind 6, byte order 0 or reserved byte 0"},
+        {6, 2, "unknown kind 1, byte order 2 or reserved byte 0"},
+        {7, 1, "unknown kind 1, byte order 0 or reserved byte 1"},
+        {24, 1, "payload of 0 bytes, the header says 1"},
+    };
+    for (const auto& damage : damages) {
+        auto frame = good;
+        frame[damage.offset] = damage.value;
+        std::string error;
+        EXPECT_FALSE(DecodeFrame(frame, error));
+        EXPECT_EQ(error, damage.error);
+    }
+    std::string error;
+    EXPECT_FALSE(DecodeFrame(std::span(good).first(27), error));
+    EXPECT_EQ(error, "27 bytes, shorter than a header");
+    auto longer = good;
+    longer.push_back(0);
+    EXPECT_FALSE(DecodeFrame(longer, error));
+}
+
+// A feed whose plug-in notes what it applied ("s5" a snapshot at 5, "b6" a batch)
+// and refuses payloads that are {0xFF}.
+struct RecordingFeed {
+    std::vector<std::string> applied;
+    replication::ReplicaFeed feed{[this](const FrameHeader& header, auto payload) {
+                                      applied.push_back(
+                                          (header.kind == FrameKind::Snapshot ? "s" : "b") +
+                                          std::to_string(header.sequence));
+                                      return payload.empty() || payload[0] != 0xFF;
+                                  },
+                                  4};
+
+    void Send(FrameKind kind, std::uint64_t sequence, std::uint64_t epoch = 7,
+              std::vector<std::uint8_t> payload = {}) {
+        feed.Receive({kind, PayloadOrder::Little, epoch, sequence, 0}, payload);
+    }
+};
+
+TEST(ReplicaFeed, AppliesASnapshotThenTheBatchesAfterIt) {
+    RecordingFeed joiner;
+    EXPECT_TRUE(joiner.feed.waiting());
+    joiner.Send(FrameKind::Batch, 4);  // arrives before the snapshot: held
+    joiner.Send(FrameKind::Batch, 5);
+    joiner.Send(FrameKind::Batch, 6);
+    joiner.Send(FrameKind::Snapshot, 4);
+    joiner.Send(FrameKind::Batch, 6);  // already applied
+    joiner.Send(FrameKind::Batch, 7);
+    joiner.Send(FrameKind::Heartbeat, 7);
+    EXPECT_EQ(joiner.applied, (std::vector<std::string>{"s4", "b5", "b6", "b7"}));
+    EXPECT_FALSE(joiner.feed.waiting());
+    EXPECT_EQ(joiner.feed.sequence(), 7u);
+    EXPECT_EQ(joiner.feed.resyncs(), 0u);
+    EXPECT_FALSE(joiner.feed.ended());
+    joiner.Send(FrameKind::End, 7, 8);  // another run's end
+    EXPECT_FALSE(joiner.feed.ended());
+    joiner.Send(FrameKind::End, 7);
+    EXPECT_TRUE(joiner.feed.ended());
+}
+
+TEST(ReplicaFeed, LosesStepAndCatchesUpBySnapshot) {
+    const struct {
+        const char* name;
+        FrameKind kind;
+        std::uint64_t sequence;
+        std::uint64_t epoch;
+        std::vector<std::uint8_t> payload;
+    } losses[] = {
+        {"a batch skipped", FrameKind::Batch, 4, 7, {}},
+        {"a server restarted", FrameKind::Batch, 1, 9, {}},
+        {"an unreadable batch", FrameKind::Batch, 3, 7, {0xFF}},
+        {"a heartbeat past the last batch", FrameKind::Heartbeat, 3, 7, {}},
+        {"a heartbeat of another run", FrameKind::Heartbeat, 2, 9, {}},
+    };
+    for (const auto& loss : losses) {
+        SCOPED_TRACE(loss.name);
+        RecordingFeed joiner;
+        joiner.Send(FrameKind::Snapshot, 2);
+        joiner.Send(loss.kind, loss.sequence, loss.epoch, loss.payload);
+        EXPECT_TRUE(joiner.feed.waiting());
+        EXPECT_EQ(joiner.feed.resyncs(), 1u);
+        joiner.Send(FrameKind::Batch, 4, 7);  // lost step: only held
+        joiner.Send(FrameKind::Snapshot, 3, 7);
+        EXPECT_FALSE(joiner.feed.waiting());
+        EXPECT_EQ(joiner.applied.back(), "b4");
+    }
+}
+
+TEST(ReplicaFeed, WaitsForASnapshotThatJoinsUpWithTheHeldBatches) {
+    RecordingFeed joiner;
+    joiner.Send(FrameKind::Batch, 9);
+    joiner.Send(FrameKind::Snapshot, 7);             // batch 8 is missing between them
+    joiner.Send(FrameKind::Snapshot, 8, 7, {0xFF});  // unreadable
+    EXPECT_TRUE(joiner.feed.waiting());
+    EXPECT_EQ(joiner.applied, (std::vector<std::string>{"s8"}));
+    // More batches than are held: the oldest go, and the snapshot covers them.
+    for (std::uint64_t sequence = 10; sequence <= 14; ++sequence) {
+        joiner.Send(FrameKind::Batch, sequence);
+    }
+    joiner.Send(FrameKind::Snapshot, 13);
+    joiner.Send(FrameKind::Snapshot, 14);  // answers an older request: ignored
+    EXPECT_EQ(joiner.applied, (std::vector<std::string>{"s8", "s13", "b14"}));
+    EXPECT_FALSE(joiner.feed.waiting());
+}
+
+TEST(ReplicaFeed, SurvivesRandomFrames) {
+    RecordingFeed joiner;
+    std::mt19937_64 random(1);
+    for (int i = 0; i < 100000; ++i) {
+        joiner.Send(static_cast<FrameKind>(1 + random() % 5), random() % 8, 7 + random() % 2,
+                    {static_cast<std::uint8_t>(random() % 2 ? 0 : 0xFF)});
+    }
+    // Whatever came before, a snapshot and the batches after it bring it in step.
+    joiner.Send(FrameKind::Batch, 101, 3);
+    joiner.Send(FrameKind::Snapshot, 100, 3);
+    EXPECT_FALSE(joiner.feed.waiting());
+    EXPECT_EQ(joiner.feed.sequence(), 101u);
+}
+
+}  // namespace
