@@ -10,7 +10,7 @@ trap 'rm -rf "$out"' EXIT
 "$host" --help >"$out/help"
 grep -q '^  render  *Record what a scene' "$out/help"
 grep -q 'in metres: right-handed, +X to the right, +Y up and -Z' "$out/help"
-for command in doctor info play replay-demo run render; do
+for command in doctor info play replay-demo run render serve join keygen; do
     "$host" "$command" --help >"$out/help"
     grep -q "^Usage: kep-host $command " "$out/help"
     grep -q '^Exit status: 0 done, 1 failed, 2 usage error, 130 interrupted' "$out/help"
@@ -43,5 +43,8 @@ replay-demo a.wav --frames 1
 run
 render scene.json
 run a.json b.json
+serve scene.json
+join
+join tcp://127.0.0.1:5555 --timeout 0
 END
 echo "command line: all checks passed"
