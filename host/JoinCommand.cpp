@@ -96,7 +96,7 @@ public:
             }
             applied_ = false;
             if (progress.visible()) {
-                progress.Show(fmt::format("{:6.2f} s, {}, sequence {}, {:.1f} kB/s, {} resyncs",
+                progress.Show(fmt::format("{:6.2f} s, {}, sequence {}, {:.1f} kB/s, resyncs {}",
                                           elapsed, Status(), feed_.sequence(),
                                           rate.Update(client_.bytesReceived()) / 1000,
                                           feed_.resyncs()));
@@ -123,8 +123,7 @@ private:
             if (++faults_ <= kMaxLoggedFaults) {
                 kep::Warning()("kep-host: dropped a message from {}: {}{}", options_.endpoint,
                                error,
-                               faults_ == kMaxLoggedFaults ? " (further ones are not logged)"
-                                                           : "");
+                               faults_ == kMaxLoggedFaults ? " (further ones are not logged)" : "");
             }
             return;
         }
@@ -145,9 +144,10 @@ private:
         const bool updated = context_.UpdatePlugins();
         batches_ += header.kind == replication::FrameKind::Batch;
         if (!read || !updated) {
-            kep::Warning()("kep-host: the sound system could not apply {} {}; asking for a "
-                           "snapshot",
-                           replication::KindName(header.kind), header.sequence);
+            kep::Warning()(
+                "kep-host: the sound system could not apply {} {}; asking for a "
+                "snapshot",
+                replication::KindName(header.kind), header.sequence);
         }
         return read && updated;
     }
@@ -218,8 +218,7 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
     }
     std::optional<replication::CurveKeys> keys;
     if (!options.curveKeys.empty()) {
-        keys = replication::ReadCurveKeys(options.curveKeys, replication::CurveRole::Joiner,
-                                          error);
+        keys = replication::ReadCurveKeys(options.curveKeys, replication::CurveRole::Joiner, error);
         if (!keys) {
             PrintError("kep-host: {}\n", error);
             return kExitFailed;
@@ -255,14 +254,15 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
     Joiner joiner(context, options, *replica, *client, std::move(cameraScene));
     const int status = joiner.Run(*camera);
     if (!options.stateOut.empty() &&
-        !WriteState(options.stateOut, DescribeState(*replica->sound, *replica->inspector),
-                    error)) {
+        !WriteState(options.stateOut, DescribeState(*replica->sound, *replica->inspector), error)) {
         PrintError("kep-host: {}\n", error);
         return kExitFailed;
     }
     context.plugins().Stop(*replica->plugin);  // closes the device, which completes a recording
     Print("{}: {} batches applied, {} resyncs\n",
-          status == kExitDone ? "Done" : status == kExitInterrupted ? "Interrupted" : "Failed",
+          status == kExitDone          ? "Done"
+          : status == kExitInterrupted ? "Interrupted"
+                                       : "Failed",
           joiner.batches(), joiner.resyncs());
     if (status == kExitDone && writer) {
         return SaveRecording(*writer, options.output);
@@ -282,8 +282,7 @@ CommandRun AddJoinCommand(CLI::App& app) {
         "Sound files are the server's paths: one that does not exist here is looked for by "
         "its trailing folders and name under each --data folder. Exits 0 when the server "
         "ends its run (or after --seconds), 1 if no server answered.");
-    command->add_option("ENDPOINT", options->endpoint, "the server's --bind endpoint")
-        ->required();
+    command->add_option("ENDPOINT", options->endpoint, "the server's --bind endpoint")->required();
     command
         ->add_option("--camera", options->camera,
                      "fixed (at the origin, looking along -Z), or a scene file whose camera "

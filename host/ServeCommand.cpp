@@ -72,8 +72,8 @@ std::optional<replication::CurveKeys> ServerKeys(const ServeOptions& options, bo
     usable = true;
     if (!options.curveKeys.empty()) {
         std::string error;
-        auto keys = replication::ReadCurveKeys(options.curveKeys, replication::CurveRole::Server,
-                                               error);
+        auto keys =
+            replication::ReadCurveKeys(options.curveKeys, replication::CurveRole::Server, error);
         if (!keys) {
             PrintError("kep-host: {}\n", error);
             usable = false;
@@ -81,16 +81,18 @@ std::optional<replication::CurveKeys> ServerKeys(const ServeOptions& options, bo
         return keys;
     }
     if (!replication::IsLoopback(options.endpoint) && !options.anyInterface) {
-        PrintError("kep-host: without --curve-keys, serve binds only to loopback (127.0.0.1, "
-                   "::1, ipc); give --curve-keys DIR (see kep-host keygen), or --insecure to "
-                   "serve {} unauthenticated\n",
-                   options.endpoint);
+        PrintError(
+            "kep-host: without --curve-keys, serve binds only to loopback (127.0.0.1, "
+            "::1, ipc); give --curve-keys DIR (see kep-host keygen), or --insecure to "
+            "serve {} unauthenticated\n",
+            options.endpoint);
         usable = false;
         return std::nullopt;
     }
-    kep::Warning()("kep-host: the replication stream at {} is unauthenticated (no --curve-keys): "
-                   "anyone who reaches it can join, and joiners trust the lengths in it",
-                   options.endpoint);
+    kep::Warning()(
+        "kep-host: the replication stream at {} is unauthenticated (no --curve-keys): "
+        "anyone who reaches it can join, and joiners trust the lengths in it",
+        options.endpoint);
     return std::nullopt;
 }
 
@@ -134,10 +136,11 @@ int RunServe(HostContext& context, const ServeOptions& options) {
             const auto stats = server->stats();
             const double bytesPerSecond = rate.Update(stats.bytesSent);
             if (progress.visible()) {
-                progress.Show(fmt::format("{:6.2f} / {:.2f} s, {} peers, sequence {}, {:.1f} kB/s, "
-                                          "{} snapshots",
-                                          time, scene.duration, stats.peers, stats.sequence,
-                                          bytesPerSecond / 1000, stats.snapshotsSent));
+                progress.Show(
+                    fmt::format("{:6.2f} / {:.2f} s, peers {}, sequence {}, {:.1f} kB/s, "
+                                "snapshots {}",
+                                time, scene.duration, stats.peers, stats.sequence,
+                                bytesPerSecond / 1000, stats.snapshotsSent));
             }
         });
     }

@@ -171,7 +171,8 @@ struct Server {
         if (system->TakeChanged() != 0) {
             transport->PublishBatch(replication::WriteFrame(*system, false));
         }
-        transport->AnswerSnapshotRequests([this] { return replication::WriteFrame(*system, true); });
+        transport->AnswerSnapshotRequests(
+            [this] { return replication::WriteFrame(*system, true); });
         transport->KeepAlive();
         system->Update();
     }
@@ -192,12 +193,13 @@ void LatencyRow(int joinerCount, double seconds, int port) {
     for (int i = 0; i < joinerCount; ++i) {
         joiners.push_back(std::make_unique<Joiner>(endpoint, server.times));
     }
-    const auto period = std::chrono::duration_cast<Clock::duration>(
-        std::chrono::duration<double>(1 / kFrameRate));
+    const auto period =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / kFrameRate));
     auto due = Clock::now();
     int frame = 0;
     // Until every joiner is in step, then the measured frames.
-    while (!std::all_of(joiners.begin(), joiners.end(), [](auto& j) { return j->synchronised(); })) {
+    while (
+        !std::all_of(joiners.begin(), joiners.end(), [](auto& j) { return j->synchronised(); })) {
         server.Frame(frame++, true);
         std::this_thread::sleep_until(due += period);
     }
@@ -247,10 +249,11 @@ void SnapshotRow(int port) {
             return;
         }
     }
-    std::printf("\nSnapshot of %d sources: %zu bytes, written in %.2f ms; a new joiner in step "
-                "%.1f ms after it connected\n",
-                kSnapshotSources, snapshot.size(), writeMs,
-                std::chrono::duration<double, std::milli>(joiner.synchronisedAt() - start).count());
+    std::printf(
+        "\nSnapshot of %d sources: %zu bytes, written in %.2f ms; a new joiner in step "
+        "%.1f ms after it connected\n",
+        kSnapshotSources, snapshot.size(), writeMs,
+        std::chrono::duration<double, std::milli>(joiner.synchronisedAt() - start).count());
 }
 
 }  // namespace

@@ -33,9 +33,8 @@ bool WriteKey(const std::filesystem::path& file, const std::string& key, bool se
     stream.close();
     std::error_code status;
     if (secret) {
-        std::filesystem::permissions(file, std::filesystem::perms::owner_read |
-                                               std::filesystem::perms::owner_write,
-                                     status);
+        std::filesystem::permissions(
+            file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write, status);
     }
     if (stream.fail() || status) {
         error = fmt::format("{} cannot be written", file.string());
@@ -86,9 +85,10 @@ std::optional<CurveKeys> ReadCurveKeys(const std::filesystem::path& folder, Curv
         std::ifstream stream(folder / file.name);
         std::string& key = keys.*file.key;
         if (!std::getline(stream, key) || key.size() != kZ85KeyLength) {
-            error = fmt::format("{}: no CURVE key ({} characters of Z85 text; kep-host keygen "
-                                "makes them)",
-                                (folder / file.name).string(), kZ85KeyLength);
+            error = fmt::format(
+                "{}: no CURVE key ({} characters of Z85 text; kep-host keygen "
+                "makes them)",
+                (folder / file.name).string(), kZ85KeyLength);
             return std::nullopt;
         }
     }

@@ -31,9 +31,10 @@ std::optional<std::string> SnapshotEndpoint(const std::string& endpoint, std::st
         std::from_chars(portText.data(), portText.data() + portText.size(), port);
     if (status != std::errc() || end != portText.data() + portText.size() || port == 0 ||
         port >= 65535) {
-        error = fmt::format("{}: the port must be a number from 1 to 65534 (snapshots are "
-                            "served on the next port)",
-                            endpoint);
+        error = fmt::format(
+            "{}: the port must be a number from 1 to 65534 (snapshots are "
+            "served on the next port)",
+            endpoint);
         return std::nullopt;
     }
     return fmt::format("{}:{}", endpoint.substr(0, colon), port + 1);

@@ -48,8 +48,7 @@ std::vector<std::uint8_t> EncodeFrame(FrameHeader header, std::span<const std::u
     return out;
 }
 
-std::optional<DecodedFrame> DecodeFrame(std::span<const std::uint8_t> message,
-                                        std::string& error) {
+std::optional<DecodedFrame> DecodeFrame(std::span<const std::uint8_t> message, std::string& error) {
     if (message.size() < kFrameHeaderSize) {
         error = fmt::format("{} bytes, shorter than a header", message.size());
         return std::nullopt;
@@ -84,11 +83,16 @@ std::optional<DecodedFrame> DecodeFrame(std::span<const std::uint8_t> message,
 
 const char* KindName(FrameKind kind) {
     switch (kind) {
-        case FrameKind::Batch: return "batch";
-        case FrameKind::Snapshot: return "snapshot";
-        case FrameKind::Heartbeat: return "heartbeat";
-        case FrameKind::End: return "end";
-        case FrameKind::SnapshotRequest: return "snapshot request";
+        case FrameKind::Batch:
+            return "batch";
+        case FrameKind::Snapshot:
+            return "snapshot";
+        case FrameKind::Heartbeat:
+            return "heartbeat";
+        case FrameKind::End:
+            return "end";
+        case FrameKind::SnapshotRequest:
+            return "snapshot request";
     }
     return "unknown";
 }

@@ -57,8 +57,8 @@ bool ReplicationClient::RequestSnapshot() {
 
 void ReplicationClient::ReceiveUntil(std::chrono::steady_clock::time_point deadline,
                                      const Receiver& receive) {
-    std::array<zmq::pollitem_t, 2> items{{{subscriber_.handle(), 0, ZMQ_POLLIN, 0},
-                                          {requester_.handle(), 0, ZMQ_POLLIN, 0}}};
+    std::array<zmq::pollitem_t, 2> items{
+        {{subscriber_.handle(), 0, ZMQ_POLLIN, 0}, {requester_.handle(), 0, ZMQ_POLLIN, 0}}};
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());

@@ -25,9 +25,9 @@ std::uint64_t NewEpoch() {
     std::random_device random;
     std::uint64_t epoch = 0;
     while (epoch == 0) {  // 0 means "never in step" to a joiner
-        epoch = (std::uint64_t{random()} << 32) ^ random() ^
-                static_cast<std::uint64_t>(
-                    std::chrono::steady_clock::now().time_since_epoch().count());
+        epoch =
+            (std::uint64_t{random()} << 32) ^ random() ^
+            static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
     }
     return epoch;
 }
@@ -111,18 +111,20 @@ void ReplicationServer::Service() {
         const bool allowed = request.size() >= 7 && request[5].to_string_view() == "CURVE" &&
                              request[6].to_string_view() == clientKey_;
         const std::array<zmq::const_buffer, 6> reply{
-            zmq::str_buffer("1.0"),         zmq::buffer(request.at(1).data(), request[1].size()),
+            zmq::str_buffer("1.0"),
+            zmq::buffer(request.at(1).data(), request[1].size()),
             zmq::buffer(allowed ? std::string_view("200") : std::string_view("400")),
             zmq::buffer(allowed ? std::string_view("OK") : std::string_view("unknown key")),
-            zmq::str_buffer(""),            zmq::str_buffer("")};
+            zmq::str_buffer(""),
+            zmq::str_buffer("")};
         zmq::send_multipart(authentication_, reply);
         request.clear();
     }
 }
 
 void ReplicationServer::Publish(FrameKind kind, std::span<const std::uint8_t> payload) {
-    const auto message = EncodeFrame({kind, PayloadOrder::Little, epoch_, stats_.sequence, 0},
-                                     payload);
+    const auto message =
+        EncodeFrame({kind, PayloadOrder::Little, epoch_, stats_.sequence, 0}, payload);
     // A publisher never blocks: at a peer's queue limit the message is dropped for it.
     (void)publisher_.send(zmq::buffer(message), zmq::send_flags::dontwait);
     stats_.bytesSent += message.size();
@@ -150,15 +152,15 @@ int ReplicationServer::AnswerSnapshotRequests(
     int answered = 0;
     std::vector<zmq::message_t> request;
     for (int received = 0;
-         received < kMaxRequestsPerCall && zmq::recv_multipart(snapshots_, std::back_inserter(request),
-                                                               zmq::recv_flags::dontwait);
+         received < kMaxRequestsPerCall &&
+         zmq::recv_multipart(snapshots_, std::back_inserter(request), zmq::recv_flags::dontwait);
          ++received) {
         // The peer's identity, then its request; anything else is not a request.
         std::string error;
-        const auto frame = request.size() == 2
-                               ? DecodeFrame({request[1].data<std::uint8_t>(), request[1].size()},
-                                             error)
-                               : std::nullopt;
+        const auto frame =
+            request.size() == 2
+                ? DecodeFrame({request[1].data<std::uint8_t>(), request[1].size()}, error)
+                : std::nullopt;
         if (frame && frame->header.kind == FrameKind::SnapshotRequest) {
             if (snapshot.empty()) {
                 snapshot = EncodeFrame(

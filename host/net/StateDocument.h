@@ -15,5 +15,4 @@
 nlohmann::json DescribeState(kep::ISoundSystem& sound, kep::ISoundInspector& inspector);
 
 // Writes the document, indented; false with the reason in `error`.
-bool WriteState(const std::filesystem::path& file, const nlohmann::json& state,
-                std::string& error);
+bool WriteState(const std::filesystem::path& file, const nlohmann::json& state, std::string& error);

@@ -51,8 +51,7 @@ std::vector<std::uint8_t> RogueMessage(std::mt19937_64& random) {
         default:
             return replication::EncodeFrame(
                 {static_cast<FrameKind>(1 + random() % 5),
-                 static_cast<replication::PayloadOrder>(random() % 2), random(), random() % 100,
-                 0},
+                 static_cast<replication::PayloadOrder>(random() % 2), random(), random() % 100, 0},
                 RandomBytes(random, random() % 200));
     }
 }
@@ -109,8 +108,8 @@ int main(int argc, char** argv) {
         zmq::message_t message;
         while (subscriber.recv(message, zmq::recv_flags::dontwait)) {
             std::string ignored;
-            const auto frame = replication::DecodeFrame(
-                {message.data<std::uint8_t>(), message.size()}, ignored);
+            const auto frame =
+                replication::DecodeFrame({message.data<std::uint8_t>(), message.size()}, ignored);
             if (frame && frame->header.kind == FrameKind::Batch && ++batches == dropBatch) {
                 continue;
             }
@@ -125,8 +124,8 @@ int main(int argc, char** argv) {
             waiting.clear();
         }
         std::vector<zmq::message_t> request;
-        while (zmq::recv_multipart(answerer, std::back_inserter(request),
-                                   zmq::recv_flags::dontwait)) {
+        while (
+            zmq::recv_multipart(answerer, std::back_inserter(request), zmq::recv_flags::dontwait)) {
             if (request.size() == 2) {
                 waiting.insert(request[0].to_string());
                 requester.send(request[1], zmq::send_flags::dontwait);

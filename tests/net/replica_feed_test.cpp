@@ -29,8 +29,8 @@ TEST(FrameHeader, IsWrittenAsDocumented) {
     std::string error;
     const auto decoded = DecodeFrame(frame, error);
     ASSERT_TRUE(decoded) << error;
-    EXPECT_EQ(decoded->header, (FrameHeader{FrameKind::Snapshot, PayloadOrder::Big,
-                                            0x0102030405060708, 0x1122, 2}));
+    EXPECT_EQ(decoded->header,
+              (FrameHeader{FrameKind::Snapshot, PayloadOrder::Big, 0x0102030405060708, 0x1122, 2}));
     EXPECT_EQ(std::vector(decoded->payload.begin(), decoded->payload.end()), payload);
 }
 
@@ -68,13 +68,13 @@ TEST(FrameHeader, RefusesWhatDoesNotCheck) {
 // and refuses payloads that are {0xFF}.
 struct RecordingFeed {
     std::vector<std::string> applied;
-    replication::ReplicaFeed feed{[this](const FrameHeader& header, auto payload) {
-                                      applied.push_back(
-                                          (header.kind == FrameKind::Snapshot ? "s" : "b") +
-                                          std::to_string(header.sequence));
-                                      return payload.empty() || payload[0] != 0xFF;
-                                  },
-                                  4};
+    replication::ReplicaFeed feed{
+        [this](const FrameHeader& header, auto payload) {
+            applied.push_back((header.kind == FrameKind::Snapshot ? "s" : "b") +
+                              std::to_string(header.sequence));
+            return payload.empty() || payload[0] != 0xFF;
+        },
+        4};
 
     void Send(FrameKind kind, std::uint64_t sequence, std::uint64_t epoch = 7,
               std::vector<std::uint8_t> payload = {}) {
