@@ -80,7 +80,7 @@ awk -v l="$left" -v r="$right" 'BEGIN { exit !(r > -30 && (l == "-inf" || r > l 
 make_scene "$out/lossy"
 serve server "$((port + 2))" "$out/lossy/scene.json"
 mv "$out/lossy" "$out/moved"
-"$relay" "tcp://127.0.0.1:$((port + 2))" "tcp://127.0.0.1:$((port + 4))" 5 --drop-batch 20 &
+"$relay" "tcp://127.0.0.1:$((port + 2))" "tcp://127.0.0.1:$((port + 4))" 5 --drop-batch 100 &
 pids+=($!)
 join lossy "$((port + 4))" --data "$out/moved"
 join blind "$((port + 2))" --data "$out/nowhere"
@@ -117,18 +117,24 @@ finish
 same_state server follower
 grep -qx 'Done: .* 1 resyncs' "$out/follower.out"
 
-# CURVE: with the keys a joiner takes part; without them it receives nothing.
+# CURVE: with the keys a joiner takes part; without them, or with the server's
+# public key but a key pair of its own, it receives nothing.
 "$host" keygen "$out/keys" >/dev/null
 [ "$(stat -c %a "$out/keys/server.key")" = 600 ]
+"$host" keygen "$out/own" >/dev/null
+cp "$out/keys/server.pub" "$out/own/"
 serve server "$((port + 12))" "$out/restarted/scene.json" --curve-keys "$out/keys"
 join trusted "$((port + 12))" --curve-keys "$out/keys"
-status=0
-"$host" --plugins "$plugins" join "tcp://127.0.0.1:$((port + 12))" --timeout 2 \
-    >"$out/stranger.out" 2>"$out/stranger.err" || status=$?
+for stranger in "" "--curve-keys $out/own"; do
+    status=0
+    # shellcheck disable=SC2086
+    "$host" --plugins "$plugins" join "tcp://127.0.0.1:$((port + 12))" --timeout 2 $stranger \
+        >"$out/stranger.out" 2>/dev/null || status=$?
+    [ "$status" -eq 1 ]
+    grep -qx 'Failed: 0 batches applied, 0 resyncs' "$out/stranger.out"
+done
 finish
 same_state server trusted
-[ "$status" -eq 1 ]
-grep -qx 'Failed: 0 batches applied, 0 resyncs' "$out/stranger.out"
 # Without keys, only loopback is served.
 status=0
 "$host" --plugins "$plugins" serve "$out/restarted/scene.json" --bind "tcp://0.0.0.0:$((port + 14))" \
