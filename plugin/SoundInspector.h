@@ -24,6 +24,7 @@ public:
     bool IsSourcePlaying(std::int32_t sourceId) override;
     bool LoadSoundFile(std::string_view name, std::string_view path) override;
     bool DescribeSound(std::string_view name, kep::SoundDescription& description) override;
+    std::int32_t SourceLimit() override;
 
 private:
     SoundSystem& owner;

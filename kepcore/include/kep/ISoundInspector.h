@@ -36,6 +36,10 @@ public:
     virtual bool IsSourcePlaying(std::int32_t sourceId) = 0;
     // False if no sound is registered under the name or the device is closed.
     virtual bool DescribeSound(std::string_view name, SoundDescription& description) = 0;
+    // How many sources the device plays at once (its ALC_MONO_SOURCES plus
+    // ALC_STEREO_SOURCES); 0 while it is closed. Sources made beyond it exist but
+    // stay silent.
+    virtual std::int32_t SourceLimit() = 0;
 };
 
 }  // namespace kep
