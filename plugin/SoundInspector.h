@@ -20,11 +20,11 @@ public:
     std::shared_ptr<kep::Object> GetSharedObject() override;
 
     bool IsDeviceOpen() override;
+    std::int32_t SourceLimit() override;
     std::vector<std::int32_t> ListSources() override;
     bool IsSourcePlaying(std::int32_t sourceId) override;
     bool LoadSoundFile(std::string_view name, std::string_view path) override;
     bool DescribeSound(std::string_view name, kep::SoundDescription& description) override;
-    std::int32_t SourceLimit() override;
 
 private:
     SoundSystem& owner;
