@@ -25,6 +25,14 @@ std::shared_ptr<SoundSystem> StartedSystem(bool replicating) {
     return system;
 }
 
+// Items per second, and the bytes written per item.
+void CountItems(benchmark::State& state, int itemsPerIteration, const char* bytesPerItem,
+                std::size_t bytes) {
+    const std::int64_t items = state.iterations() * itemsPerIteration;
+    state.SetItemsProcessed(items);
+    state.counters[bytesPerItem] = static_cast<double>(bytes) / static_cast<double>(items);
+}
+
 // A frame's worth of what a scene sends: mostly moves, some gain and cone changes,
 // now and then a sound started, stopped or made to loop, over 16 sources.
 void RecordMixedCommand(SoundSystem& sender, std::int32_t firstId, int index) {
@@ -75,9 +83,7 @@ void BatchWriteRead(benchmark::State& state) {
         receiver->Update();
         bytes += buffer.size();
     }
-    state.SetItemsProcessed(state.iterations() * commands);
-    state.counters["bytes/command"] =
-        static_cast<double>(bytes) / static_cast<double>(state.iterations() * commands);
+    CountItems(state, commands, "bytes/command", bytes);
     receiver->Stop();
     sender->Stop();
 }
@@ -99,9 +105,7 @@ void SnapshotWriteRead(benchmark::State& state) {
         receiver->deserialize(buffer);
         bytes += buffer.size();
     }
-    state.SetItemsProcessed(state.iterations() * sources);
-    state.counters["bytes/source"] =
-        static_cast<double>(bytes) / static_cast<double>(state.iterations() * sources);
+    CountItems(state, sources, "bytes/source", bytes);
     receiver->Stop();
     sender->Stop();
 }
