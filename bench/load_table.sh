@@ -9,7 +9,7 @@
 #     memory above what the process held before the load;
 #   - whole processes (10 min files): `kep-host info FILE` against the reference
 #     as a process, wall time and ru_maxrss.
-# Times are medians of three runs; run it on an otherwise idle machine. The
+# Times are medians of five runs, taking turns; run it on an otherwise idle machine. The
 # loader's log lines (on standard error) are dropped.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -8,7 +8,8 @@
 //
 // A load prints "bytes milliseconds peak-KiB": the peak is ru_maxrss minus the
 // resident memory before the load, so the libraries each program maps do not count.
-// Each child runs three times: the median time and the largest peak are shown.
+// Each child runs five times, taking turns: the median time and the largest peak
+// are shown.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,6 +21,7 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <fmt/format.h>
@@ -31,7 +33,7 @@
 
 namespace {
 
-constexpr int kRuns = 3;
+constexpr int kRuns = 5;
 
 class QuietSink final : public kep::MessageSink {
 public:
@@ -79,7 +81,7 @@ int Hash(const std::vector<std::string>& files) {
     for (const std::string& file : files) {
         try {
             const FFStream stream(file);
-            const PcmBytes& pcm = stream.GetPcm();
+            const auto& pcm = stream.GetPcm();
             std::uint64_t hash = 14695981039346656037ull;  // FNV-1a
             for (std::uint8_t byte : pcm) {
                 hash = (hash ^ byte) * 1099511628211ull;
@@ -100,59 +102,77 @@ struct Measure {
     long peakKib = 0;
 };
 
-// Runs argv in a child kRuns times: the median time, the largest peak. With
-// `whole`, the child's own output is ignored and the process as a whole is
-// measured (wall time, ru_maxrss).
+// Runs argv in a child once. With `whole`, the child's own output is ignored and
+// the process as a whole is measured (wall time, ru_maxrss).
 std::optional<Measure> RunChild(const std::vector<std::string>& argv, bool whole) {
-    std::vector<double> times;
-    Measure measure;
-    for (int run = 0; run < kRuns; ++run) {
-        int pipeEnds[2];
-        if (pipe(pipeEnds) != 0) {
-            return std::nullopt;
-        }
-        const auto start = std::chrono::steady_clock::now();
-        const pid_t child = fork();
-        if (child == 0) {
-            dup2(pipeEnds[1], STDOUT_FILENO);
-            close(pipeEnds[0]);
-            std::vector<char*> args;
-            for (const std::string& arg : argv) {
-                args.push_back(const_cast<char*>(arg.c_str()));
-            }
-            args.push_back(nullptr);
-            execv(args[0], args.data());
-            _exit(127);
-        }
-        close(pipeEnds[1]);
-        std::string output;
-        char chunk[4096];
-        for (ssize_t got; (got = read(pipeEnds[0], chunk, sizeof chunk)) > 0;) {
-            output.append(chunk, static_cast<std::size_t>(got));
-        }
-        close(pipeEnds[0]);
-        int status = 0;
-        rusage usage{};
-        wait4(child, &status, 0, &usage);
-        const std::chrono::duration<double, std::milli> took =
-            std::chrono::steady_clock::now() - start;
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-            return std::nullopt;
-        }
-        Measure one;
-        if (whole) {
-            one = {0, took.count(), usage.ru_maxrss};
-        } else if (std::sscanf(output.c_str(), "%lu %lf %ld", &one.bytes, &one.milliseconds,
-                               &one.peakKib) != 3) {
-            return std::nullopt;
-        }
-        times.push_back(one.milliseconds);
-        measure.bytes = one.bytes;
-        measure.peakKib = std::max(measure.peakKib, one.peakKib);
+    int pipeEnds[2];
+    if (pipe(pipeEnds) != 0) {
+        return std::nullopt;
     }
-    std::sort(times.begin(), times.end());
-    measure.milliseconds = times[times.size() / 2];
-    return measure;
+    const auto start = std::chrono::steady_clock::now();
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(pipeEnds[1], STDOUT_FILENO);
+        close(pipeEnds[0]);
+        std::vector<char*> args;
+        for (const std::string& arg : argv) {
+            args.push_back(const_cast<char*>(arg.c_str()));
+        }
+        args.push_back(nullptr);
+        execv(args[0], args.data());
+        _exit(127);
+    }
+    close(pipeEnds[1]);
+    std::string output;
+    char chunk[4096];
+    for (ssize_t got; (got = read(pipeEnds[0], chunk, sizeof chunk)) > 0;) {
+        output.append(chunk, static_cast<std::size_t>(got));
+    }
+    close(pipeEnds[0]);
+    int status = 0;
+    rusage usage{};
+    wait4(child, &status, 0, &usage);
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        return std::nullopt;
+    }
+    Measure one;
+    if (whole) {
+        one = {0, took.count(), usage.ru_maxrss};
+    } else if (std::sscanf(output.c_str(), "%lu %lf %ld", &one.bytes, &one.milliseconds,
+                           &one.peakKib) != 3) {
+        return std::nullopt;
+    }
+    return one;
+}
+
+// Runs each program kRuns times, taking turns so that a busy moment of the machine
+// falls on all of them: for each, the median time and the largest peak; empty if
+// any run failed.
+std::vector<std::optional<Measure>> Compare(const std::vector<std::vector<std::string>>& programs,
+                                            bool whole) {
+    std::vector<std::vector<double>> times(programs.size());
+    std::vector<std::optional<Measure>> measures(programs.size(), Measure{});
+    for (int run = 0; run < kRuns; ++run) {
+        for (std::size_t index = 0; index < programs.size(); ++index) {
+            const std::optional<Measure> one = RunChild(programs[index], whole);
+            std::optional<Measure>& measure = measures[index];
+            if (!one || !measure) {
+                measure.reset();
+                continue;
+            }
+            times[index].push_back(one->milliseconds);
+            measure->bytes = one->bytes;
+            measure->peakKib = std::max(measure->peakKib, one->peakKib);
+        }
+    }
+    for (std::size_t index = 0; index < programs.size(); ++index) {
+        if (measures[index]) {
+            std::sort(times[index].begin(), times[index].end());
+            measures[index]->milliseconds = times[index][times[index].size() / 2];
+        }
+    }
+    return measures;
 }
 
 std::string Megabytes(long kib) {
@@ -168,9 +188,10 @@ int Table(const std::string& self, const std::string& reference,
     fmt::print("{:<16} {:>11} {:>9} {:>9} {:>9} {:>6} {:>9} {:>9} {:>6}\n", "file", "PCM bytes",
                "load ms", "ref ms", "ref+AL ms", "ratio", "load MB", "ref+AL MB", "ratio");
     for (const std::string& file : files) {
-        const auto ours = RunChild({self, "load", file}, false);
-        const auto plain = RunChild({reference, "reference", file}, false);
-        const auto upload = RunChild({reference, "upload", file}, false);
+        const auto measures = Compare(
+            {{self, "load", file}, {reference, "reference", file}, {reference, "upload", file}},
+            false);
+        const auto& [ours, plain, upload] = std::tie(measures[0], measures[1], measures[2]);
         const std::string name = file.substr(file.find_last_of('/') + 1);
         if (!ours || !plain || !upload) {
             fmt::print("{:<16} failed\n", name);
@@ -190,8 +211,9 @@ int Processes(const std::string& reference, const std::string& host, const std::
     fmt::print("{:<16} {:>12} {:>12} {:>6} {:>12} {:>12} {:>6}\n", "file", "kep-host ms",
                "ref+AL ms", "ratio", "kep-host MB", "ref+AL MB", "ratio");
     for (const std::string& file : files) {
-        const auto ours = RunChild({host, "--plugins", plugins, "info", file}, true);
-        const auto upload = RunChild({reference, "upload", file}, true);
+        const auto measures = Compare(
+            {{host, "--plugins", plugins, "info", file}, {reference, "upload", file}}, true);
+        const auto& [ours, upload] = std::tie(measures[0], measures[1]);
         const std::string name = file.substr(file.find_last_of('/') + 1);
         if (!ours || !upload) {
             fmt::print("{:<16} failed\n", name);
