@@ -1,12 +1,16 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "decode/FFmpegHandles.h"
 #include "decode/PacketQueue.h"
+#include "decode/PcmBytes.h"
 #include "decode/Resampler.h"
+#include "decode/ScratchHistory.h"
 
 // One sound file decoded whole into PCM that OpenAL can take. All the work is done
 // by the constructor: when it returns, the file has been read, decoded and
@@ -28,7 +32,9 @@ public:
     FFStream(const FFStream&) = delete;
     FFStream& operator=(const FFStream&) = delete;
 
-    const std::vector<std::uint8_t>& GetPcm() const { return pcm; }
+    const PcmBytes& GetPcm() const { return pcm; }
+    // Hands the PCM over, leaving none here: the loader keeps the only copy.
+    [[nodiscard]] PcmBytes TakePcm() { return std::move(pcm); }
     AlBufferFormat GetAlBufferFormat() const { return {alFormat, frameBytes, sampleRate}; }
 
 private:
@@ -39,8 +45,10 @@ private:
     [[nodiscard]] bool SelectOutputFormat();
     [[nodiscard]] bool SetUpResampler();
     void ReadPackets();
-    [[nodiscard]] std::vector<std::uint8_t> DecodePackets();
-    [[nodiscard]] std::int32_t ConvertFrame(AVFrame* frame);
+    [[nodiscard]] std::size_t ExpectedPcmBytes() const;
+    [[nodiscard]] PcmBytes DecodePackets(std::size_t expectedBytes);
+    // Appends the next frame's block to decoded; its size, 0 when there is none.
+    [[nodiscard]] std::int32_t ConvertFrame(AVFrame* frame, PcmBytes& decoded);
     [[nodiscard]] bool ReserveSamples(int samples, int channels);
 
     // Declaration order is release order in reverse: pcm, queued packets, demuxer,
@@ -54,11 +62,12 @@ private:
     std::uint32_t alFormat = 0;
     std::uint32_t frameBytes = 0;
     std::uint32_t sampleRate = 0;
-    std::vector<std::uint8_t> pcm;
+    PcmBytes pcm;
     std::uint64_t outChannelMask = 0;
     std::int32_t outSampleFormat = AV_SAMPLE_FMT_NONE;
     // Scratch buffer for one converted frame; the decoding task releases it.
     ffmpeg::SampleBufferPtr sampleBuffer;
+    ScratchHistory scratchHistory;
     std::int32_t sampleCapacity = 0;  // samples per channel
     std::int32_t sampleChannels = 0;  // channels it was sized for
     std::int32_t sampleLinesize = 0;

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <future>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -23,15 +23,43 @@ constexpr double kKilobytesPerByte = 0.0009765625;  // 1/1024
 // FFmpeg's default alignment pads a sample buffer to a multiple of this many samples.
 constexpr int kSampleAlignment = 32;
 
+// The PCM reserved up front is at most this many times the file's bytes, so that a
+// file claiming hours in a few bytes reserves little; the best codecs compress
+// speech about a hundredfold.
+constexpr double kMostPcmBytesPerFileByte = 256;
+// OpenAL takes at most this many bytes in one buffer.
+constexpr double kMostPcmBytes = std::numeric_limits<std::int32_t>::max();
+
 double Kilobytes(double bytes) {
     return bytes * kKilobytesPerByte;
 }
 
 }  // namespace
 
+std::size_t FFStream::ExpectedPcmBytes() const {
+    double seconds = 0;
+    if (formatContext->duration > 0) {
+        seconds = static_cast<double>(formatContext->duration) / AV_TIME_BASE;
+    } else if (audioStream->duration > 0) {
+        seconds = static_cast<double>(audioStream->duration) * av_q2d(audioStream->time_base);
+    }
+    // Blocks are as wide as the decoder's channels when those outnumber the output's.
+    const int channels =
+        std::max(codecContext->ch_layout.nb_channels, std::popcount(outChannelMask));
+    const double bytes = seconds * codecContext->sample_rate * channels *
+                         av_get_bytes_per_sample(static_cast<AVSampleFormat>(outSampleFormat));
+    // Room for the padding of the blocks and for a duration that was only estimated.
+    constexpr double kMargin = 1.0 + 1.0 / 64;
+    constexpr double kSlackBytes = 64 * 1024;
+    const std::int64_t fileBytes = avio_size(ioContext.get());
+    const double most =
+        fileBytes > 0 ? std::min(kMostPcmBytes, kMostPcmBytesPerFileByte * fileBytes) : 0;
+    return static_cast<std::size_t>(std::clamp(bytes * kMargin + kSlackBytes, 0.0, most));
+}
+
 void FFStream::ReadPackets() {
-    std::future<std::vector<std::uint8_t>> decoded =
-        std::async(std::launch::async, &FFStream::DecodePackets, this);
+    std::future<PcmBytes> decoded =
+        std::async(std::launch::async, &FFStream::DecodePackets, this, ExpectedPcmBytes());
     try {
         std::uint32_t packetCount = 0;
         std::uint32_t totalSize = 0;
@@ -63,8 +91,15 @@ void FFStream::ReadPackets() {
     }
 }
 
-std::vector<std::uint8_t> FFStream::DecodePackets() {
-    std::vector<std::uint8_t> decoded;
+PcmBytes FFStream::DecodePackets(std::size_t expectedBytes) {
+    // Sized once from the duration: untouched capacity costs no memory, and a
+    // stream longer than it said grows geometrically, never zero-filled.
+    PcmBytes decoded;
+    try {
+        decoded.reserve(expectedBytes);
+    } catch (const std::bad_alloc&) {
+        kep::Debug()("FFStream: {} bytes could not be reserved", expectedBytes);
+    }
     ffmpeg::FramePtr frame(av_frame_alloc());
     if (!frame) {
         throw std::bad_alloc();
@@ -75,11 +110,11 @@ std::vector<std::uint8_t> FFStream::DecodePackets() {
         if (avcodec_send_packet(codecContext.get(), &packet) < 0) {
             return;
         }
-        for (std::int32_t size = ConvertFrame(frame.get()); size > 0;
-             size = ConvertFrame(frame.get())) {
-            decoded.resize(decoded.size() + static_cast<std::size_t>(size));
-            std::memcpy(decoded.data() + totalSize, sampleBuffer.get(),
-                        static_cast<std::size_t>(size));
+        for (;;) {
+            const std::int32_t size = ConvertFrame(frame.get(), decoded);
+            if (size <= 0) {
+                break;
+            }
             totalSize += static_cast<std::uint32_t>(size);
         }
     };
@@ -89,13 +124,14 @@ std::vector<std::uint8_t> FFStream::DecodePackets() {
     // (kept as is).
 
     sampleBuffer.reset();
+    scratchHistory.Clear();
     sampleCapacity = 0;
     sampleChannels = 0;
     kep::Debug()("FFStream: Decode stream completed. Total size: {:.2f} KB", Kilobytes(totalSize));
     return decoded;
 }
 
-std::int32_t FFStream::ConvertFrame(AVFrame* frame) {
+std::int32_t FFStream::ConvertFrame(AVFrame* frame, PcmBytes& decoded) {
     std::uint32_t emptyFrames = 0;
     for (;;) {
         // Also when the decoder wants more input or has reached the end of stream.
@@ -125,7 +161,8 @@ std::int32_t FFStream::ConvertFrame(AVFrame* frame) {
     // count, which is the decoder's and never below the output's, and FFmpeg's
     // default alignment: the block appended for each frame is that long, its tail
     // being whatever the scratch buffer holds beyond the converted samples. Kept as
-    // is, since the sounds loaded so far depend on it.
+    // is, since the sounds loaded so far depend on it. The scratch buffer is sized
+    // for every frame but only read: the history tells what it would hold.
     const int frameChannels = frame->ch_layout.nb_channels;
     const int outChannels = std::popcount(outChannelMask);
     const auto outFormat = static_cast<AVSampleFormat>(outSampleFormat);
@@ -135,8 +172,17 @@ std::int32_t FFStream::ConvertFrame(AVFrame* frame) {
         return 0;
     }
 
-    const int converted = resampler.Convert(sampleBuffer.get(), outSamples, *frame);
+    // Converted straight behind the PCM, with room for the longest block it can
+    // make: the padded block takes no second copy.
+    const int bytesPerSample = av_get_bytes_per_sample(outFormat);
+    const std::size_t start = decoded.size();
+    const auto room =
+        static_cast<std::size_t>(FFALIGN(outSamples, kSampleAlignment)) *
+        static_cast<std::size_t>(std::max(frameChannels, outChannels) * bytesPerSample);
+    decoded.resize(start + room);
+    const int converted = resampler.Convert(decoded.data() + start, outSamples, *frame);
     if (converted < 0) {
+        decoded.resize(start);
         kep::Error()("FFStream: Couldn't convert decoded sample");
         return 0;
     }
@@ -151,8 +197,17 @@ std::int32_t FFStream::ConvertFrame(AVFrame* frame) {
         : formatChanged
             ? av_samples_get_buffer_size(nullptr, outChannels, converted, outFormat, 1)
             : av_samples_get_buffer_size(nullptr, frameChannels, converted, outFormat, 0);
+    const auto block = static_cast<std::size_t>(std::max(size, 0));
+    const auto samplesBytes =
+        std::min(block, static_cast<std::size_t>(converted) *
+                            static_cast<std::size_t>(outChannels * bytesPerSample));
+    // The block's tail beyond the samples: what the scratch buffer holds there.
+    scratchHistory.CopyOut(decoded.data(), sampleBuffer.get(), samplesBytes, block,
+                           decoded.data() + start + samplesBytes);
+    scratchHistory.Record(start, samplesBytes);
+    decoded.resize(start + block);
     kep::Debug()("FFStream: Frame decoded. Size: {:.2f} KB", Kilobytes(size));
-    return std::max(size, 0);
+    return static_cast<std::int32_t>(block);
 }
 
 bool FFStream::ReserveSamples(int samples, int channels) {
@@ -172,6 +227,7 @@ bool FFStream::ReserveSamples(int samples, int channels) {
         return false;
     }
     sampleBuffer.reset(samplesAllocated);
+    scratchHistory.Clear();
     // FFmpeg silences only the samples asked for, not the alignment padding behind
     // them, which the padded blocks carry into the sound: silence it all, so that no
     // uninitialised memory reaches a listener.

@@ -26,6 +26,11 @@ public:
     [[nodiscard]] bool DecodeNext(Decode&& decode);
 
 private:
+    // Takes the lock, polling for it a while before sleeping on it: it is held
+    // for a packet's decoding or a push, microseconds, while putting a thread to
+    // sleep and waking it costs two system calls and its wake-up time, per packet.
+    std::unique_lock<std::mutex> LockSoon();
+
     std::mutex mutex;
     std::deque<ffmpeg::PacketPtr> packets;
     // Size of packets, kept under mutex, so the decoding task can poll for work
@@ -50,7 +55,7 @@ bool PacketQueue::DecodeNext(Decode&& decode) {
     }
 
     // Deliberately decoded under the lock, so the reader waits meanwhile.
-    std::lock_guard lock(mutex);
+    const std::unique_lock lock = LockSoon();
     ffmpeg::PacketPtr packet = std::move(packets.front());
     packets.pop_front();
     queued = packets.size();

@@ -79,6 +79,13 @@ bool OpenAudioDevice(AudioDevice& holder) {
     return opened;
 }
 
+ALCint SourceLimit(const AudioDevice& holder) {
+    ALCint mono = 0, stereo = 0;
+    alcGetIntegerv(holder.device, ALC_MONO_SOURCES, 1, &mono);
+    alcGetIntegerv(holder.device, ALC_STEREO_SOURCES, 1, &stereo);
+    return mono + stereo;
+}
+
 void ShutdownAudioDevice(AudioDevice& holder) {
     if (alIsExtensionPresent("AL_SOFT_events")) {
         EventFunctions events = LookUpEventFunctions();

@@ -102,3 +102,7 @@ bool SoundInspector::DescribeSound(std::string_view name, kep::SoundDescription&
     description.durationSeconds = sounds.DurationSeconds(name);
     return true;
 }
+
+std::int32_t SoundInspector::SourceLimit() {
+    return owner.IsDeviceOpen() ? owner.SourceLimit() : 0;
+}

@@ -20,6 +20,7 @@ public:
     std::shared_ptr<kep::Object> GetSharedObject() override;
 
     bool IsDeviceOpen() override;
+    std::int32_t SourceLimit() override;
     std::vector<std::int32_t> ListSources() override;
     bool IsSourcePlaying(std::int32_t sourceId) override;
     bool LoadSoundFile(std::string_view name, std::string_view path) override;

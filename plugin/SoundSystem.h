@@ -98,6 +98,8 @@ public:
     void CreateSourceWithId(std::int32_t sourceId, const osg::Vec3f& position, bool looping);
 
     [[nodiscard]] bool IsDeviceOpen() const { return deviceOpen; }
+    // How many sources the open device plays at once.
+    [[nodiscard]] std::int32_t SourceLimit() const { return ::SourceLimit(audioDevice); }
 
     // The class's interface table and the resolver it falls back on.
     static kep::Object::IfaceHashTable interfaceTable;

@@ -14,6 +14,7 @@ packages=(
   libzmq3-dev cppzmq-dev
   googletest libgtest-dev libgmock-dev
   libbenchmark-dev
+  clang libclang-rt-14-dev
 )
 
 SUDO=""

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <exception>
 #include <optional>
+#include <vector>
 
 #include "decode/FFStream.h"
 #include "kep/Messages.h"
@@ -37,8 +38,10 @@ std::string SoundBufferRegistry::PutSoundIntoBuffer(std::string_view name, std::
         kep::Error()("SoundSystem: Failed to load {} error: {}", path, error.what());
         return {};
     }
-    const std::vector<std::uint8_t> data = stream->GetPcm();
+    PcmBytes data = stream->TakePcm();
     const FFStream::AlBufferFormat format = stream->GetAlBufferFormat();
+    // The demuxer, decoder and converter go before OpenAL makes its copy.
+    stream.reset();
 
     ALuint buffer = 0;
     alGenBuffers(1, &buffer);
@@ -54,6 +57,8 @@ std::string SoundBufferRegistry::PutSoundIntoBuffer(std::string_view name, std::
     alGetError();
     alBufferData(buffer, static_cast<ALenum>(format.alFormat), data.data(),
                  static_cast<ALsizei>(data.size()), static_cast<ALsizei>(format.sampleRate));
+    // OpenAL holds its own copy now.
+    PcmBytes().swap(data);
     if (ALenum error = alGetError(); error != AL_NO_ERROR) {
         ReportAlError("Put sound into buffer", error);
         alDeleteBuffers(1, &buffer);

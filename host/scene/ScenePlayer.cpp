@@ -91,11 +91,26 @@ bool ScenePlayer::MakeObjects() {
 }
 
 bool ScenePlayer::MakeSources() {
+    const auto limit = static_cast<std::size_t>(std::max(inspector_->SourceLimit(), 0));
+    bool ranOut = false;
     for (const SceneSource& source : scene_.sources) {
         const std::int32_t id = sound_->CreateSource(source.position.front().value, source.looping);
-        if (id < 1 || !sound_->MountSound(id, source.sound)) {
+        const bool mounted = id >= 1 && sound_->MountSound(id, source.sound);
+        // Past the device's limit OpenAL makes no source, and every call on one logs
+        // "Invalid Name": the scene plays on with the sources it has, and one line
+        // says why the others are silent.
+        const bool beyondLimit = limit > 0 && inspector_->ListSources().size() > limit;
+        if (!mounted && !beyondLimit) {
             PrintError("kep-host: source {} could not be made\n", source.name);
             return false;
+        }
+        if (!mounted && !ranOut) {
+            PrintError(
+                "kep-host: OpenAL ran out of sources at source {}: the audio device plays at "
+                "most {} at once (ALC_MONO_SOURCES + ALC_STEREO_SOURCES); it and the sources "
+                "after it stay silent\n",
+                source.name, limit);
+            ranOut = true;
         }
         const osg::Vec3f& direction = source.direction;
         sound_->SetSpingDirection(id, direction.x(), direction.y(), direction.z());

@@ -8,6 +8,10 @@ namespace kep {
 
 namespace {
 
+// A longer line is cut here, so that a name a peer made 16 MiB long cannot flood
+// a log: what the reader needs to know fits in the first few KiB.
+constexpr std::size_t kLongestLine = 4096;
+
 class StderrSink final : public MessageSink {
 public:
     void write(MessageLevel level, std::string_view line) override {
@@ -75,6 +79,16 @@ bool MessageStream::enabled() const {
 }
 
 void MessageStream::write(std::string_view line) const {
+    std::string cut;
+    if (line.size() > kLongestLine) {
+        // Not inside a UTF-8 sequence: back to the first byte of its character.
+        std::size_t kept = kLongestLine;
+        while (kept > 0 && (static_cast<unsigned char>(line[kept]) & 0xC0) == 0x80) {
+            --kept;
+        }
+        cut = fmt::format("{} … [{} bytes left out]", line.substr(0, kept), line.size() - kept);
+        line = cut;
+    }
     auto& routing = Routing();
     std::lock_guard lock(routing.mutex);
     if (routing.sink) {

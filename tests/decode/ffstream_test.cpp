@@ -158,7 +158,7 @@ TEST_P(DecodingAFile, GivesItsFormatLengthAndSamples) {
     EXPECT_EQ(format.alFormat, static_cast<std::uint32_t>(row.alFormat));
     EXPECT_EQ(format.frameBytes, row.frameBytes);
     EXPECT_EQ(format.sampleRate, row.sampleRate);
-    const std::vector<std::uint8_t>& pcm = stream.GetPcm();
+    const PcmBytes& pcm = stream.GetPcm();
     ASSERT_EQ(pcm.size(), row.pcmBytes);
 
     const Tone& tone = row.tone;

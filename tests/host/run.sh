@@ -17,6 +17,20 @@ Running $out/short.json: 0.3 s, sources: 0, objects: 1
 Done
 END
 
+# More sources than OpenAL Soft's 256: said once, with the device's limit.
+{
+    printf '{ "duration": 0.1, "sounds": { "tone": "%s" }, "sources": [' "$media/pcm_s16_mono.wav"
+    for i in $(seq 300); do
+        printf '%s{ "name": "s%d", "sound": "tone", "play": [0], "position": [0, 0, -1] }' \
+            "$([ "$i" -eq 1 ] || echo ,)" "$i"
+    done
+    printf '] }\n'
+} >"$out/crowd.json"
+"$host" --plugins "$plugins" run "$out/crowd.json" >"$out/stdout" 2>"$out/stderr"
+[ "$(grep -c 'OpenAL ran out' "$out/stderr")" -eq 1 ]
+grep -qxF "kep-host: OpenAL ran out of sources at source s257: the audio device plays at most 256 at once (ALC_MONO_SOURCES + ALC_STEREO_SOURCES); it and the sources after it stay silent" "$out/stderr"
+tail -n 1 "$out/stdout" | grep -qx Done
+
 for scene in "$examples"/*.json; do
     status=0
     timeout --preserve-status -s INT 1 "$host" --plugins "$plugins" run "$scene" \

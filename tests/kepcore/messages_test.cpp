@@ -26,6 +26,17 @@ TEST(Messages, ComposeOneLineWithTheSupportedFields) {
     EXPECT_EQ(capture.lines(), std::vector<std::string>{"[error] a ff 0.33 0000000007"});
 }
 
+TEST(Messages, ALineLongerThanFourKibIsCutSayingHowMuchWasLeftOut) {
+    MessageCapture capture;
+    // "é" is two bytes: the one that would straddle the cut goes whole.
+    const std::string name = std::string(4095, 'a') + "é" + std::string(9998, 'b');
+    kep::Error()("{}", name);
+    kep::Error()("{}", std::string(4096, 'c'));
+    EXPECT_EQ(capture.lines(), (std::vector<std::string>{"[error] " + std::string(4095, 'a') +
+                                                             " … [10000 bytes left out]",
+                                                         "[error] " + std::string(4096, 'c')}));
+}
+
 TEST(Messages, ALevelThatIsOffFormatsNothing) {
     MessageCapture capture;
     kep::SetMessageLevel(kep::MessageLevel::Warning);

@@ -382,6 +382,11 @@ ALC_API const ALCchar* ALC_APIENTRY alcGetString(ALCdevice* device, ALCenum para
     return device ? device->name.c_str() : kDefaultDeviceName.data();
 }
 
+// Only the source limit is asked.
+ALC_API void ALC_APIENTRY alcGetIntegerv(ALCdevice*, ALCenum, ALCsizei, ALCint* values) {
+    *values = 0;
+}
+
 ALC_API ALCdevice* ALC_APIENTRY alcOpenDevice(const ALCchar* name) {
     std::lock_guard lock(theMutex);
     Call("alcOpenDevice", Text(name));

@@ -40,6 +40,10 @@ public:
     virtual bool LoadSoundFile(std::string_view name, std::string_view path) = 0;
     // Whether the audio device and its context are open.
     virtual bool IsDeviceOpen() = 0;
+    // How many sources the device plays at once (its ALC_MONO_SOURCES plus
+    // ALC_STEREO_SOURCES); 0 while it is closed. Sources made beyond it exist but
+    // stay silent.
+    virtual std::int32_t SourceLimit() = 0;
     // The ids of the sources that exist now, ascending.
     virtual std::vector<std::int32_t> ListSources() = 0;
     // Whether OpenAL is playing the source right now (false once it has ended).

@@ -32,6 +32,7 @@ MessageLevel KEPCORE_API GetMessageLevel();
 
 // One of the four message streams. Each call composes one line from a format
 // string with {} replacement fields; nothing is formatted when the level is off.
+// A line longer than 4 KiB is cut there, ending "… [N bytes left out]".
 class KEPCORE_API MessageStream {
 public:
     explicit constexpr MessageStream(MessageLevel level) : level_(level) {}
