@@ -6,24 +6,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench/support/BenchSystems.h"
 #include "kep/Messages.h"
 #include "kep/PluginManager.h"
 #include "kep/Subsystem.h"
 #include "plugin/SoundSystem.h"
 
 namespace {
-
-class QuietSink final : public kep::MessageSink {
-public:
-    void write(kep::MessageLevel, std::string_view) override {}
-};
-
-std::shared_ptr<SoundSystem> StartedSystem(bool replicating) {
-    auto system = std::dynamic_pointer_cast<SoundSystem>(
-        kep::Object::create(util::type_id_of<SoundSystem>()));
-    system->Start(replicating);
-    return system;
-}
 
 // Items per second, and the bytes written per item.
 void CountItems(benchmark::State& state, int itemsPerIteration, const char* bytesPerItem,
@@ -147,7 +136,7 @@ BENCHMARK(LoadSound)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
     setenv("ALSOFT_DRIVERS", "null", 0);
-    kep::SetMessageSink(std::make_shared<QuietSink>());
+    DropLogLines();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -26,6 +26,7 @@
 
 #include <fmt/format.h>
 
+#include "bench/support/BenchSystems.h"
 #include "decode/FFStream.h"
 #include "kep/ISoundInspector.h"
 #include "kep/Messages.h"
@@ -34,11 +35,6 @@
 namespace {
 
 constexpr int kRuns = 5;
-
-class QuietSink final : public kep::MessageSink {
-public:
-    void write(kep::MessageLevel, std::string_view) override {}
-};
 
 long ResidentKib() {
     long pages = 0, resident = 0;
@@ -52,16 +48,9 @@ long PeakKib() {
     return usage.ru_maxrss;
 }
 
-std::shared_ptr<SoundSystem> StartedSystem() {
-    auto system = std::dynamic_pointer_cast<SoundSystem>(
-        kep::Object::create(util::type_id_of<SoundSystem>()));
-    system->Start(false);
-    return system;
-}
-
 // One load in this process, as the table's children run it.
 int LoadOnce(const std::string& file) {
-    auto system = StartedSystem();
+    auto system = StartedSystem(false);
     auto* inspector = kep::query<kep::ISoundInspector>(system.get());
     const long before = ResidentKib();
     const auto start = std::chrono::steady_clock::now();
@@ -77,7 +66,7 @@ int LoadOnce(const std::string& file) {
 }
 
 int Hash(const std::vector<std::string>& files) {
-    auto system = StartedSystem();
+    auto system = StartedSystem(false);
     for (const std::string& file : files) {
         try {
             const FFStream stream(file);
@@ -232,7 +221,7 @@ int Processes(const std::string& reference, const std::string& host, const std::
 
 int main(int argc, char** argv) {
     setenv("ALSOFT_DRIVERS", "null", 0);
-    kep::SetMessageSink(std::make_shared<QuietSink>());
+    DropLogLines();
     av_log_set_level(AV_LOG_QUIET);
     const std::vector<std::string> args(argv + 1, argv + argc);
     const std::string self = "/proc/self/exe";

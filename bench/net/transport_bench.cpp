@@ -20,6 +20,7 @@
 
 #include <fmt/format.h>
 
+#include "bench/support/BenchSystems.h"
 #include "host/ReplicationLink.h"
 #include "host/net/ReplicaFeed.h"
 #include "host/net/ReplicationClient.h"
@@ -33,18 +34,6 @@ using Clock = std::chrono::steady_clock;
 constexpr double kFrameRate = 60;
 constexpr int kMovingSources = 64;
 constexpr int kSnapshotSources = 1000;
-
-class QuietSink final : public kep::MessageSink {
-public:
-    void write(kep::MessageLevel, std::string_view) override {}
-};
-
-std::shared_ptr<SoundSystem> StartedSystem(bool replicating) {
-    auto system = std::dynamic_pointer_cast<SoundSystem>(
-        kep::Object::create(util::type_id_of<SoundSystem>()));
-    system->Start(replicating);
-    return system;
-}
 
 // When each batch's operations were made, by sequence number.
 class OperationTimes {
@@ -265,7 +254,7 @@ int main(int argc, char** argv) {
     std::ofstream(config) << "[general]\ndrivers = null\nsources = 8192\n";
     setenv("ALSOFT_CONF", config.c_str(), 1);
     unsetenv("ALSOFT_DRIVERS");
-    kep::SetMessageSink(std::make_shared<QuietSink>());
+    DropLogLines();
 
     std::printf("%d sources moving at %.0f frames/s, each joiner a real sound system\n\n",
                 kMovingSources, kFrameRate);
