@@ -108,11 +108,16 @@ void ReplicationServer::Service() {
     std::vector<zmq::message_t> request;
     while (zmq::recv_multipart(authentication_, std::back_inserter(request),
                                zmq::recv_flags::dontwait)) {
+        // Every request is answered, as its socket requires; one that is not whole
+        // (ZeroMQ sends only whole ones) is refused.
         const bool allowed = request.size() >= 7 && request[5].to_string_view() == "CURVE" &&
                              request[6].to_string_view() == clientKey_;
+        const zmq::const_buffer requestId = request.size() > 1
+                                                ? zmq::buffer(request[1].data(), request[1].size())
+                                                : zmq::const_buffer();
         const std::array<zmq::const_buffer, 6> reply{
             zmq::str_buffer("1.0"),
-            zmq::buffer(request.at(1).data(), request[1].size()),
+            requestId,
             zmq::buffer(allowed ? std::string_view("200") : std::string_view("400")),
             zmq::buffer(allowed ? std::string_view("OK") : std::string_view("unknown key")),
             zmq::str_buffer(""),
