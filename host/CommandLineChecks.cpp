@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/ArgumentParsing.h"
+#include "host/net/Endpoint.h"
 
 CLI::Validator FloatFrom(double lowest, double highest) {
     const std::string rule = fmt::format("a number from {} to {}", lowest, highest);
@@ -33,4 +34,13 @@ CLI::Validator FloatVector() {
                                      : std::string("expected X,Y,Z (numbers a float holds)");
         },
         "X,Y,Z");
+}
+
+CLI::Validator ReplicationEndpoint() {
+    return CLI::Validator(
+        [](std::string& text) {
+            std::string error;
+            return replication::SnapshotEndpoint(text, error) ? std::string() : error;
+        },
+        "ENDPOINT");
 }

@@ -11,3 +11,5 @@ CLI::Validator FloatFrom(double lowest, double highest);
 CLI::Validator NumberFrom(double lowest);
 // "X,Y,Z", three numbers a float holds.
 CLI::Validator FloatVector();
+// A replication endpoint: tcp://HOST:PORT or ipc://PATH.
+CLI::Validator ReplicationEndpoint();

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "host/CommandLineChecks.h"
 #include "host/Commands.h"
 #include "host/ConsoleOutput.h"
 #include "host/FrameClock.h"
@@ -70,8 +71,8 @@ public:
           feed_([this](const auto& header, auto payload) { return Apply(header, payload); },
                 kMaxHeldBatches) {}
 
-    // Runs until the server ends its run, the time is up or the user interrupts;
-    // the exit status.
+    // Runs until the server ends its run, the time is up, the user interrupts or
+    // the server cannot be heard; the exit status.
     int Run(kep::ScriptedCamera& camera) {
         FrameClock clock(std::chrono::duration_cast<std::chrono::nanoseconds>(
             std::chrono::duration<double>(1 / kFrameRate)));
@@ -105,7 +106,16 @@ public:
                 return kExitDone;
             }
             if (!feed_.synchronised() && elapsed >= options_.connectTimeout) {
-                PrintError("kep-host: no answer from a server at {} within {} s\n",
+                PrintError(
+                    "kep-host: no answer from a server at {} within {} s (is it running, "
+                    "and do both sides give the same --curve-keys, or none?)\n",
+                    options_.endpoint, options_.connectTimeout);
+                return kExitFailed;
+            }
+            // A server in its run is heard at least every heartbeat.
+            const std::chrono::duration<double> silence = now - lastHeard_;
+            if (feed_.synchronised() && silence.count() >= options_.connectTimeout) {
+                PrintError("kep-host: the server at {} has not been heard for {} s; leaving\n",
                            options_.endpoint, options_.connectTimeout);
                 return kExitFailed;
             }
@@ -113,6 +123,7 @@ public:
     }
 
     std::uint64_t batches() const { return batches_; }
+    bool reachedServer() const { return feed_.synchronised(); }
     std::uint64_t resyncs() const { return feed_.resyncs(); }
 
 private:
@@ -127,6 +138,7 @@ private:
             }
             return;
         }
+        lastHeard_ = std::chrono::steady_clock::now();
         feed_.Receive(frame->header, frame->payload);
     }
 
@@ -170,6 +182,7 @@ private:
     bool applied_ = false;
     bool holdsState_ = false;
     int faults_ = 0;
+    std::chrono::steady_clock::time_point lastHeard_;
     std::uint64_t batches_ = 0;
 };
 
@@ -225,7 +238,7 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
         }
     }
     for (const auto* file : {&options.output, &options.stateOut}) {
-        if (!file->empty() && !FolderMade(*file)) {
+        if (!file->empty() && !Writable(*file)) {
             return kExitFailed;
         }
     }
@@ -264,8 +277,9 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
           : status == kExitInterrupted ? "Interrupted"
                                        : "Failed",
           joiner.batches(), joiner.resyncs());
-    if (status == kExitDone && writer) {
-        return SaveRecording(*writer, options.output);
+    // What was heard is kept also when the run was cut short.
+    if (writer && joiner.reachedServer() && SaveRecording(*writer, options.output) != kExitDone) {
+        return kExitFailed;
     }
     return status;
 }
@@ -281,8 +295,11 @@ CommandRun AddJoinCommand(CLI::App& app) {
         "cannot be read makes it ask again. The listener follows this instance's own camera. "
         "Sound files are the server's paths: one that does not exist here is looked for by "
         "its trailing folders and name under each --data folder. Exits 0 when the server "
-        "ends its run (or after --seconds), 1 if no server answered.");
-    command->add_option("ENDPOINT", options->endpoint, "the server's --bind endpoint")->required();
+        "ends its run (or after --seconds), 1 if no server answered or it fell silent; a recording "
+        "holds what was heard until then.");
+    command->add_option("ENDPOINT", options->endpoint, "the server's --bind endpoint")
+        ->required()
+        ->check(ReplicationEndpoint());
     command
         ->add_option("--camera", options->camera,
                      "fixed (at the origin, looking along -Z), or a scene file whose camera "
@@ -298,7 +315,8 @@ CommandRun AddJoinCommand(CLI::App& app) {
         ->type_name("S");
     command
         ->add_option("--timeout", options->connectTimeout,
-                     "give up when no server has answered after this long (default: 10 s)")
+                     "give up when no server has answered, or the server has not been heard, "
+                     "for this long (default: 10 s)")
         ->check(CLI::Range(0.1, 1e6))
         ->type_name("S");
     command->add_option("--data", options->dataRoots, "a folder to look for sound files in")

@@ -1,8 +1,10 @@
 #include "host/OutputFile.h"
 
+#include <fstream>
+
 #include "host/ConsoleOutput.h"
 
-bool FolderMade(const std::filesystem::path& file) {
+bool Writable(const std::filesystem::path& file) {
     std::error_code status;
     const std::filesystem::path folder = std::filesystem::absolute(file, status).parent_path();
     std::filesystem::create_directories(folder, status);
@@ -11,5 +13,13 @@ bool FolderMade(const std::filesystem::path& file) {
                    folder.string());
         return false;
     }
-    return true;
+    const bool existed = std::filesystem::exists(file, status);
+    const bool opened = std::ofstream(file, std::ios::app).is_open();
+    if (!existed) {
+        std::filesystem::remove(file, status);
+    }
+    if (!opened) {
+        PrintError("kep-host: {} cannot be written\n", file.string());
+    }
+    return opened;
 }

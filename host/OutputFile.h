@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
-// A file can be written there: its folder exists, or has been made. False, with
-// the reason on standard error, if not.
-bool FolderMade(const std::filesystem::path& file);
+// Whether a file can be written there: its folder exists, or has been made, and
+// the file can be opened for writing (a file that was not there is not left
+// behind). Checked before a long run, so that its result is not lost at the end.
+// False, with the reason on standard error, if not.
+bool Writable(const std::filesystem::path& file);

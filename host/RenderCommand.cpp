@@ -86,8 +86,8 @@ int Record(HostContext& context, SceneSession& session, const WaveWriterSetup& w
 
 int RunRender(HostContext& context, const RenderOptions& options) {
     SceneSession session;
-    if (!session.Load(options.scene) || !FolderMade(options.output) ||
-        (!options.plot.empty() && !FolderMade(options.plot))) {
+    if (!session.Load(options.scene) || !Writable(options.output) ||
+        (!options.plot.empty() && !Writable(options.plot))) {
         return kExitFailed;
     }
     std::string error;

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "host/CommandLineChecks.h"
 #include "host/Commands.h"
 #include "host/ConsoleOutput.h"
 #include "host/OutputFile.h"
@@ -89,17 +90,13 @@ std::optional<replication::CurveKeys> ServerKeys(const ServeOptions& options, bo
         usable = false;
         return std::nullopt;
     }
-    kep::Warning()(
-        "kep-host: the replication stream at {} is unauthenticated (no --curve-keys): "
-        "anyone who reaches it can join, and joiners trust the lengths in it",
-        options.endpoint);
     return std::nullopt;
 }
 
 int RunServe(HostContext& context, const ServeOptions& options) {
     SceneSession session;
     if (!session.Load(options.scene) ||
-        (!options.stateOut.empty() && !FolderMade(options.stateOut))) {
+        (!options.stateOut.empty() && !Writable(options.stateOut))) {
         return kExitFailed;
     }
     bool keysUsable = false;
@@ -112,6 +109,13 @@ int RunServe(HostContext& context, const ServeOptions& options) {
     if (!server) {
         PrintError("kep-host: {}\n", error);
         return kExitFailed;
+    }
+    if (!keys) {
+        kep::Warning()(
+            "kep-host: the replication stream at {} is unauthenticated (no "
+            "--curve-keys): anyone who reaches it can join, and joiners trust the "
+            "lengths in it",
+            options.endpoint);
     }
     Publication publication{server.get()};
     if (!session.Start(context, {true, [&publication] { publication.Frame(); }})) {
@@ -166,13 +170,13 @@ CommandRun AddServeCommand(CLI::App& app) {
         app, "serve", "Run a scene and keep joining instances (kep-host join) in step.",
         "Runs the scene in real time on a replicating sound system and publishes each frame's "
         "operations at the endpoint (ZeroMQ, e.g. tcp://127.0.0.1:5555); joiners ask for the "
-        "whole state at the next port (ipc and inproc: the name with .snapshot appended). When "
+        "whole state at the next port (ipc: the path with .snapshot appended). When "
         "the scene ends the joiners are told, and serve exits 0. Without --curve-keys the "
         "stream is unauthenticated and serve binds only to loopback.");
     command->add_option("SCENE", options->scene, "the scene's JSON file")->required();
     command->add_option("--bind", options->endpoint, "where joiners connect")
         ->required()
-        ->type_name("ENDPOINT");
+        ->check(ReplicationEndpoint());
     command
         ->add_option("--play-on-server", options->playOnServer,
                      "whether this instance also plays the sound (default: true)")

@@ -83,6 +83,11 @@ std::optional<CurveKeys> ReadCurveKeys(const std::filesystem::path& folder, Curv
             continue;
         }
         std::ifstream stream(folder / file.name);
+        if (!stream) {
+            error = fmt::format("{}: not found (kep-host keygen makes the keys)",
+                                (folder / file.name).string());
+            return std::nullopt;
+        }
         std::string& key = keys.*file.key;
         if (!std::getline(stream, key) || key.size() != kZ85KeyLength) {
             error = fmt::format(

@@ -9,6 +9,8 @@ namespace replication {
 namespace {
 
 constexpr std::string_view kTcp = "tcp://";
+constexpr std::string_view kIpc = "ipc://";
+constexpr std::string_view kLocalhost = "tcp://localhost:";
 
 bool StartsWith(std::string_view text, std::string_view prefix) {
     return text.substr(0, prefix.size()) == prefix;
@@ -17,12 +19,12 @@ bool StartsWith(std::string_view text, std::string_view prefix) {
 }  // namespace
 
 std::optional<std::string> SnapshotEndpoint(const std::string& endpoint, std::string& error) {
-    if (StartsWith(endpoint, "ipc://") || StartsWith(endpoint, "inproc://")) {
+    if (StartsWith(endpoint, kIpc) && endpoint.size() > kIpc.size()) {
         return endpoint + ".snapshot";
     }
     const std::size_t colon = endpoint.rfind(':');
     if (!StartsWith(endpoint, kTcp) || colon < kTcp.size()) {
-        error = fmt::format("{}: expected tcp://HOST:PORT, ipc://PATH or inproc://NAME", endpoint);
+        error = fmt::format("{}: expected tcp://HOST:PORT or ipc://PATH", endpoint);
         return std::nullopt;
     }
     const std::string_view portText = std::string_view(endpoint).substr(colon + 1);
@@ -42,11 +44,17 @@ std::optional<std::string> SnapshotEndpoint(const std::string& endpoint, std::st
 
 bool IsLoopback(const std::string& endpoint) {
     if (!StartsWith(endpoint, kTcp)) {
-        return StartsWith(endpoint, "ipc://") || StartsWith(endpoint, "inproc://");
+        return StartsWith(endpoint, kIpc);
     }
     const std::string_view host =
         std::string_view(endpoint).substr(kTcp.size(), endpoint.rfind(':') - kTcp.size());
     return StartsWith(host, "127.") || host == "localhost" || host == "[::1]";
+}
+
+std::string BindableEndpoint(const std::string& endpoint) {
+    return StartsWith(endpoint, kLocalhost)
+               ? "tcp://127.0.0.1:" + endpoint.substr(kLocalhost.size())
+               : endpoint;
 }
 
 }  // namespace replication

@@ -3,16 +3,22 @@
 #include <optional>
 #include <string>
 
-// ZeroMQ endpoints of a serving instance. Its publisher is at the endpoint the
-// user names; snapshots are asked for at a second one derived from it: the next
-// port for tcp, the same name with ".snapshot" appended for ipc and inproc.
+// ZeroMQ endpoints of a serving instance, between processes: tcp or ipc. Its
+// publisher is at the endpoint the user names; snapshots are asked for at a
+// second one derived from it: the next port for tcp, the same path with
+// ".snapshot" appended for ipc.
 namespace replication {
 
-// The snapshot endpoint, or nothing with the reason in `error`.
+// The snapshot endpoint, or nothing with the reason in `error` if the endpoint
+// is not one of these.
 std::optional<std::string> SnapshotEndpoint(const std::string& endpoint, std::string& error);
 
 // Whether only this machine can reach the endpoint: tcp on a loopback address
-// (127.x.x.x, ::1, localhost), or ipc and inproc.
+// (127.x.x.x, ::1, localhost), or ipc.
 bool IsLoopback(const std::string& endpoint);
+
+// The endpoint as ZeroMQ binds it: it binds to addresses, not names, so
+// tcp://localhost becomes tcp://127.0.0.1.
+std::string BindableEndpoint(const std::string& endpoint);
 
 }  // namespace replication

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 
 #include <fmt/format.h>
 
@@ -62,8 +63,15 @@ void ReplicationClient::ReceiveUntil(std::chrono::steady_clock::time_point deadl
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
-        if (zmq::poll(items, std::max(left, std::chrono::milliseconds(0))) == 0) {
-            return;
+        try {
+            if (zmq::poll(items, std::max(left, std::chrono::milliseconds(0))) == 0) {
+                return;
+            }
+        } catch (const zmq::error_t& error) {
+            if (error.num() == EINTR) {
+                return;  // a signal (Ctrl-C): the caller's frame clock has noted it
+            }
+            throw;
         }
         for (std::size_t i = 0; i < items.size(); ++i) {
             zmq::socket_t& socket = i == 0 ? subscriber_ : requester_;

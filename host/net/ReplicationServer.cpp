@@ -4,11 +4,11 @@
 #include <random>
 
 #include <fmt/format.h>
-
 #include <zmq_addon.hpp>
 
 #include "host/net/Endpoint.h"
 #include "host/net/SocketSetup.h"
+#include "kep/Messages.h"
 
 namespace replication {
 
@@ -34,10 +34,12 @@ std::uint64_t NewEpoch() {
 
 }  // namespace
 
-// Counts the connections to the publisher from its socket's events.
+// Counts the connections to the publisher, and the handshakes that failed, from
+// its socket's events.
 class ReplicationServer::PeerMonitor : public zmq::monitor_t {
 public:
     int peers() const { return static_cast<int>(connections_.size()); }
+    std::uint64_t failedHandshakes() const { return failedHandshakes_; }
 
 private:
     void on_event_accepted(const zmq_event_t& event, const char*) override {
@@ -47,7 +49,18 @@ private:
         connections_.erase(event.value);
     }
 
+    void on_event_handshake_failed_no_detail(const zmq_event_t&, const char*) override {
+        ++failedHandshakes_;
+    }
+    void on_event_handshake_failed_protocol(const zmq_event_t&, const char*) override {
+        ++failedHandshakes_;
+    }
+    void on_event_handshake_failed_auth(const zmq_event_t&, const char*) override {
+        ++failedHandshakes_;
+    }
+
     std::set<std::int32_t> connections_;
+    std::uint64_t failedHandshakes_ = 0;
 };
 
 ReplicationServer::ReplicationServer() : epoch_(NewEpoch()) {}
@@ -84,10 +97,12 @@ std::unique_ptr<ReplicationServer> ReplicationServer::Bind(const std::string& en
             }
         }
         server->monitor_ = std::make_unique<PeerMonitor>();
-        server->monitor_->init(server->publisher_, "inproc://publisher-events",
-                               ZMQ_EVENT_ACCEPTED | ZMQ_EVENT_DISCONNECTED);
-        server->publisher_.bind(endpoint);
-        server->snapshots_.bind(*snapshotEndpoint);
+        server->monitor_->init(
+            server->publisher_, "inproc://publisher-events",
+            ZMQ_EVENT_ACCEPTED | ZMQ_EVENT_DISCONNECTED | ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL |
+                ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL | ZMQ_EVENT_HANDSHAKE_FAILED_AUTH);
+        server->publisher_.bind(BindableEndpoint(endpoint));
+        server->snapshots_.bind(BindableEndpoint(*snapshotEndpoint));
     } catch (const zmq::error_t& failure) {
         error = fmt::format("cannot serve at {} and {}: {}", endpoint, *snapshotEndpoint,
                             failure.what());
@@ -101,6 +116,16 @@ void ReplicationServer::Service() {
     while (monitor_->check_event(0)) {
     }
     stats_.peers = monitor_->peers();
+    // Logged at the 1st, 2nd, 4th, 8th... failure: a peer retrying every few
+    // hundred milliseconds cannot flood the log.
+    const std::uint64_t failed = monitor_->failedHandshakes();
+    if (failed > 0 && failed >= 2 * failedLogged_) {
+        kep::Warning()(
+            "kep-host: {} handshake(s) with peers failed so far: they hold no CURVE "
+            "keys, or other ones than this server's --curve-keys",
+            failed);
+        failedLogged_ = failed;
+    }
     if (!authentication_) {
         return;
     }

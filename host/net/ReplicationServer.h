@@ -69,6 +69,7 @@ private:
     std::string clientKey_;  // binary, 32 bytes, with keys only
     std::uint64_t epoch_;
     Stats stats_;
+    std::uint64_t failedLogged_ = 0;
     std::chrono::steady_clock::time_point lastPublished_;
 };
 

@@ -44,6 +44,7 @@ run
 render scene.json
 run a.json b.json
 serve scene.json
+serve scene.json --bind 127.0.0.1:5555
 join
 join tcp://127.0.0.1:5555 --timeout 0
 END

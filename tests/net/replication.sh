@@ -117,6 +117,21 @@ finish
 same_state server follower
 grep -qx 'Done: .* 1 resyncs' "$out/follower.out"
 
+# A server that dies for good: its joiner leaves once it has not heard it for its
+# --timeout, keeping what it recorded; Ctrl-C leaves at once, also while waiting.
+serve dying "$((port + 16))" "$out/restarted/scene.json"
+join orphan "$((port + 16))" --timeout 1 -o "$out/orphan.wav"
+join waiting "$((port + 18))"
+sleep 1
+kill -9 "${pids[0]}"
+kill -INT "${pids[2]}"
+status=""
+for pid in "${pids[@]}"; do wait "$pid" || status+=" $?"; done
+pids=()
+[ "$status" = " 137 1 130" ]
+grep -qxF "kep-host: the server at tcp://127.0.0.1:$((port + 16)) has not been heard for 1 s; leaving" "$out/orphan.err"
+[ -s "$out/orphan.wav" ] && grep -qx 'Interrupted: 0 batches applied, 0 resyncs' "$out/waiting.out"
+
 # CURVE: with the keys a joiner takes part; without them, or with the server's
 # public key but a key pair of its own, it receives nothing.
 "$host" keygen "$out/keys" >/dev/null
@@ -135,6 +150,7 @@ for stranger in "" "--curve-keys $out/own"; do
 done
 finish
 same_state server trusted
+grep -q 'handshake(s) with peers failed so far' "$out/server.err"
 # Without keys, only loopback is served.
 status=0
 "$host" --plugins "$plugins" serve "$out/restarted/scene.json" --bind "tcp://0.0.0.0:$((port + 14))" \
