@@ -86,7 +86,7 @@ public:
             }
             const double elapsed = clock.Elapsed().count();
             const auto now = std::chrono::steady_clock::now();
-            if (feed_.waiting() && now - lastRequest >= kRequestInterval) {
+            if (feed_.waiting() && client_.subscribed() && now - lastRequest >= kRequestInterval) {
                 client_.RequestSnapshot();
                 lastRequest = now;
             }

@@ -102,7 +102,8 @@ private:
                     feed.Receive(frame->header, frame->payload);
                 }
             });
-            if (feed.waiting() && Clock::now() - lastRequest > std::chrono::milliseconds(200)) {
+            if (feed.waiting() && client_->subscribed() &&
+                Clock::now() - lastRequest > std::chrono::milliseconds(200)) {
                 client_->RequestSnapshot();
                 lastRequest = Clock::now();
             }

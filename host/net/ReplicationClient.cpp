@@ -81,6 +81,7 @@ void ReplicationClient::ReceiveUntil(std::chrono::steady_clock::time_point deadl
                                 socket.recv(message, zmq::recv_flags::dontwait);
                  ++taken) {
                 bytesReceived_ += message.size();
+                subscribed_ = subscribed_ || i == 0;
                 receive({message.data<std::uint8_t>(), message.size()});
             }
         }

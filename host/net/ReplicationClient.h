@@ -34,6 +34,9 @@ public:
     // Gives each message that arrives until the deadline to `receive`.
     void ReceiveUntil(std::chrono::steady_clock::time_point deadline, const Receiver& receive);
     std::uint64_t bytesReceived() const { return bytesReceived_; }
+    // Whether anything has come from the publisher: only then is the subscription
+    // live, and a snapshot asked for is followed by every batch after it.
+    bool subscribed() const { return subscribed_; }
 
 private:
     ReplicationClient() = default;
@@ -42,6 +45,7 @@ private:
     zmq::socket_t subscriber_;
     zmq::socket_t requester_;
     std::uint64_t bytesReceived_ = 0;
+    bool subscribed_ = false;
 };
 
 }  // namespace replication
