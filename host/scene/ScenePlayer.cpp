@@ -99,7 +99,7 @@ bool ScenePlayer::MakeSources() {
         // Past the device's limit OpenAL makes no source, and every call on one logs
         // "Invalid Name": the scene plays on with the sources it has, and one line
         // says why the others are silent.
-        const bool beyondLimit = limit > 0 && inspector_->ListSources().size() > limit;
+        const bool beyondLimit = !mounted && limit > 0 && inspector_->ListSources().size() > limit;
         if (!mounted && !beyondLimit) {
             PrintError("kep-host: source {} could not be made\n", source.name);
             return false;
