@@ -6,6 +6,7 @@
 #include <future>
 #include <limits>
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 extern "C" {
@@ -28,7 +29,8 @@ constexpr int kSampleAlignment = 32;
 // speech about a hundredfold.
 constexpr double kMostPcmBytesPerFileByte = 256;
 // OpenAL takes at most this many bytes in one buffer.
-constexpr double kMostPcmBytes = std::numeric_limits<std::int32_t>::max();
+constexpr std::size_t kLargestBuffer = std::numeric_limits<std::int32_t>::max();
+constexpr double kMostPcmBytes = kLargestBuffer;
 
 double Kilobytes(double bytes) {
     return bytes * kKilobytesPerByte;
@@ -116,6 +118,12 @@ PcmBytes FFStream::DecodePackets(std::size_t expectedBytes) {
                 break;
             }
             totalSize += static_cast<std::uint32_t>(size);
+            // A longer sound would reach OpenAL cut to its size's 32 bits: it fails.
+            if (decoded.size() > kLargestBuffer) {
+                throw std::length_error(fmt::format(
+                    "the decoded sound is larger than one OpenAL buffer holds ({} bytes)",
+                    kLargestBuffer));
+            }
         }
     };
     while (packetQueue.DecodeNext(decode)) {

@@ -44,3 +44,14 @@ CLI::Validator ReplicationEndpoint() {
         },
         "ENDPOINT");
 }
+
+void RequireKeysOrInsecure(CLI::App& command, CLI::Option* keys, CLI::Option* insecure) {
+    keys->excludes(insecure);
+    command.callback([keys, insecure] {
+        if (keys->count() == 0 && insecure->count() == 0) {
+            throw CLI::ValidationError(
+                "--curve-keys DIR is needed (kep-host keygen makes the keys), or --insecure "
+                "to run without authentication");
+        }
+    });
+}

@@ -13,3 +13,6 @@ CLI::Validator NumberFrom(double lowest);
 CLI::Validator FloatVector();
 // A replication endpoint: tcp://HOST:PORT or ipc://PATH.
 CLI::Validator ReplicationEndpoint();
+// Makes the command need one of its two options, keys or the flag that runs
+// without them: serve and join authenticate unless told not to.
+void RequireKeysOrInsecure(CLI::App& command, CLI::Option* keys, CLI::Option* insecure);

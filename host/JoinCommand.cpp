@@ -13,10 +13,12 @@
 #include "host/OutputFile.h"
 #include "host/ProgressLine.h"
 #include "host/ReplicationLink.h"
-#include "host/ReportingDataManager.h"
+#include "host/net/JoinerDataManager.h"
+#include "host/net/PayloadCheck.h"
 #include "host/net/RateMeter.h"
 #include "host/net/ReplicaFeed.h"
 #include "host/net/ReplicationClient.h"
+#include "host/net/SourceSettings.h"
 #include "host/net/StateDocument.h"
 #include "host/render/WaveFile.h"
 #include "host/render/WaveWriterSetup.h"
@@ -31,8 +33,9 @@ namespace {
 
 constexpr double kFrameRate = 60;
 constexpr auto kRequestInterval = std::chrono::seconds(1);
-// Batches held while a snapshot is awaited; past this the snapshot must cover them.
-constexpr std::size_t kMaxHeldBatches = 600;
+// A server tells its end for a few seconds; past this, a joiner that has not
+// caught up with it will not.
+constexpr auto kEndWait = std::chrono::seconds(4);
 // Header faults logged one by one before they are only counted.
 constexpr int kMaxLoggedFaults = 20;
 constexpr int kSampleRate = 44100;
@@ -49,7 +52,11 @@ struct JoinOptions {
     double connectTimeout = 10;
     std::vector<std::filesystem::path> dataRoots;
     std::filesystem::path curveKeys;
+    bool insecure = false;
     std::filesystem::path stateOut;
+    std::uintmax_t maxSoundMb = 64;
+    std::size_t maxBatchKb = 1024;
+    std::size_t maxSnapshotMb = 16;
 };
 
 struct Replica {
@@ -68,8 +75,7 @@ public:
           replica_(std::move(replica)),
           client_(client),
           cameraScene_(std::move(cameraScene)),
-          feed_([this](const auto& header, auto payload) { return Apply(header, payload); },
-                kMaxHeldBatches) {}
+          feed_([this](const auto& frame) { return Apply(frame); }, {}) {}
 
     // Runs until the server ends its run, the time is up, the user interrupts or
     // the server cannot be heard; the exit status.
@@ -79,15 +85,17 @@ public:
         ProgressLine progress;
         RateMeter rate;
         auto lastRequest = std::chrono::steady_clock::now() - kRequestInterval;
+        std::optional<std::chrono::steady_clock::time_point> endHeard;
         for (;;) {
-            client_.ReceiveUntil(clock.NextDue(), [this](auto message) { Receive(message); });
+            client_.ReceiveUntil(clock.NextDue(),
+                                 [this](auto parts, bool answer) { Receive(parts, answer); });
             if (!clock.Next()) {
                 return kExitInterrupted;
             }
             const double elapsed = clock.Elapsed().count();
             const auto now = std::chrono::steady_clock::now();
             if (feed_.waiting() && client_.subscribed() && now - lastRequest >= kRequestInterval) {
-                client_.RequestSnapshot();
+                client_.RequestSnapshot(feed_.NewRequest());
                 lastRequest = now;
             }
             camera.SetPose(PoseAt(elapsed));
@@ -105,10 +113,21 @@ public:
             if (feed_.ended() || (options_.seconds > 0 && elapsed >= options_.seconds)) {
                 return kExitDone;
             }
-            if (!feed_.synchronised() && elapsed >= options_.connectTimeout) {
+            if (feed_.endSequence() && !endHeard) {
+                endHeard = now;
+            }
+            if (endHeard && now - *endHeard >= kEndWait) {
+                PrintError(
+                    "kep-host: the server at {} ended its run at batch {}, but this instance "
+                    "could not get in step with it (it applied up to batch {}): its state is "
+                    "not the server's\n",
+                    options_.endpoint, *feed_.endSequence(), feed_.sequence());
+                return kExitFailed;
+            }
+            if (!feed_.synchronised() && !endHeard && elapsed >= options_.connectTimeout) {
                 PrintError(
                     "kep-host: no answer from a server at {} within {} s (is it running, "
-                    "and do both sides give the same --curve-keys, or none?)\n",
+                    "and does it admit this joiner's --curve-keys?)\n",
                     options_.endpoint, options_.connectTimeout);
                 return kExitFailed;
             }
@@ -127,34 +146,90 @@ public:
     std::uint64_t resyncs() const { return feed_.resyncs(); }
 
 private:
-    void Receive(std::span<const std::uint8_t> message) {
+    using Parts = std::span<const std::span<const std::uint8_t>>;
+
+    void Receive(Parts parts, bool answer) {
         std::string error;
-        const auto frame = replication::DecodeFrame(message, error);
-        if (!frame) {
-            if (++faults_ <= kMaxLoggedFaults) {
-                kep::Warning()("kep-host: dropped a message from {}: {}{}", options_.endpoint,
-                               error,
-                               faults_ == kMaxLoggedFaults ? " (further ones are not logged)" : "");
-            }
-            return;
+        if (answer ? ReceiveAnswer(parts, error) : ReceivePublished(parts, error)) {
+            lastHeard_ = std::chrono::steady_clock::now();
+        } else if (++faults_ <= kMaxLoggedFaults) {
+            kep::Warning()("kep-host: dropped a message from {}: {}{}", options_.endpoint, error,
+                           faults_ == kMaxLoggedFaults ? " (further ones are not logged)" : "");
         }
-        lastHeard_ = std::chrono::steady_clock::now();
-        feed_.Receive(frame->header, frame->payload);
     }
 
-    bool Apply(const replication::FrameHeader& header, std::span<const std::uint8_t> payload) {
-        if (header.kind == replication::FrameKind::Snapshot && holdsState_) {
+    // A batch, heartbeat or end.
+    bool ReceivePublished(Parts parts, std::string& error) {
+        const auto frame =
+            parts.size() == 1 ? replication::DecodeFrame(parts[0], error) : std::nullopt;
+        if (!frame) {
+            error = parts.size() == 1 ? error : fmt::format("{} parts", parts.size());
+            return false;
+        }
+        using replication::FrameKind;
+        const FrameKind kind = frame->header.kind;
+        if (kind != FrameKind::Batch && kind != FrameKind::Heartbeat && kind != FrameKind::End) {
+            error = fmt::format("a {} from the publisher", replication::KindName(kind));
+            return false;
+        }
+        feed_.Receive(frame->header, frame->payload);
+        return true;
+    }
+
+    // A snapshot and the source settings that go with it.
+    bool ReceiveAnswer(Parts parts, std::string& error) {
+        if (parts.size() != 2) {
+            error = fmt::format("an answer of {} parts", parts.size());
+            return false;
+        }
+        const auto snapshot = replication::DecodeFrame(parts[0], error);
+        const auto extra = snapshot ? replication::DecodeFrame(parts[1], error) : std::nullopt;
+        const auto settings =
+            extra ? replication::DecodeSourceSettings(extra->payload, error) : std::nullopt;
+        if (!settings) {
+            return false;
+        }
+        using replication::FrameKind;
+        if (snapshot->header.kind != FrameKind::Snapshot ||
+            extra->header.kind != FrameKind::SourceSettings ||
+            extra->header.epoch != snapshot->header.epoch ||
+            extra->header.sequence != snapshot->header.sequence) {
+            error = "an answer that is not a snapshot and its source settings";
+            return false;
+        }
+        feed_.ReceiveSnapshot(snapshot->header, snapshot->payload, settings->requestId,
+                              extra->payload);
+        return true;
+    }
+
+    bool Apply(const replication::ReplicaFeed::Frame& frame) {
+        const auto& header = frame.header;
+        const bool snapshot = header.kind == replication::FrameKind::Snapshot;
+        std::string error;
+        const auto outline =
+            replication::CheckPayload(header.kind, header.byteOrder, frame.payload, error);
+        if (!outline) {
+            kep::Warning()("kep-host: refused {} {} from the server: {}; asking for a snapshot",
+                           replication::KindName(header.kind), header.sequence, error);
+            return false;
+        }
+        if (snapshot && holdsState_) {
             // A snapshot adds to what is there: start again from nothing.
             replica_.sound->DeleteSourcesAndSounds();
         }
         holdsState_ = true;
         applied_ = true;
+        const auto payload = WithoutRepeatedLoads(header.byteOrder, frame.payload, *outline);
         const bool read = replication::DeliverFrame(
-            *replica_.interactive, payload,
+            *replica_.interactive,
+            payload ? std::span<const std::uint8_t>(*payload) : frame.payload,
             header.byteOrder == replication::PayloadOrder::Big ? uxs::byte_order::big
                                                                : uxs::byte_order::little);
         const bool updated = context_.UpdatePlugins();
-        batches_ += header.kind == replication::FrameKind::Batch;
+        if (snapshot) {
+            ApplySettings(frame.extra);
+        }
+        batches_ += !snapshot;
         if (!read || !updated) {
             kep::Warning()(
                 "kep-host: the sound system could not apply {} {}; asking for a "
@@ -162,6 +237,35 @@ private:
                 replication::KindName(header.kind), header.sequence);
         }
         return read && updated;
+    }
+
+    // The payload without loads of sounds loaded already, which the sound system
+    // would load a second time and leak; nothing if it has none.
+    std::optional<std::vector<std::uint8_t>> WithoutRepeatedLoads(
+        replication::PayloadOrder order, std::span<const std::uint8_t> payload,
+        const replication::PayloadOutline& outline) {
+        if (outline.events.empty()) {
+            return std::nullopt;
+        }
+        const auto names = replica_.inspector->ListSounds();
+        std::vector<std::string> refused;
+        auto kept = replication::WithoutRepeatedLoads(order, payload, outline,
+                                                      {names.begin(), names.end()}, refused);
+        for (const std::string& name : refused) {
+            kep::Warning()("kep-host: refused a second load of sound {}: it is loaded already",
+                           name);
+        }
+        return kept;
+    }
+
+    void ApplySettings(std::span<const std::uint8_t> extra) {
+        std::string error;
+        const auto settings = replication::DecodeSourceSettings(extra, error);
+        for (const auto& source :
+             settings ? settings->sources : std::vector<replication::SourceSetting>()) {
+            replica_.sound->SetGain(source.sourceId, source.gain);
+            replica_.sound->SetLooping(source.sourceId, source.looping);
+        }
     }
 
     kep::math::pos_6d PoseAt(double time) const {
@@ -229,9 +333,9 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
             return kExitFailed;
         }
     }
-    std::optional<replication::CurveKeys> keys;
-    if (!options.curveKeys.empty()) {
-        keys = replication::ReadCurveKeys(options.curveKeys, replication::CurveRole::Joiner, error);
+    std::optional<replication::JoinerKeys> keys;
+    if (!options.insecure) {
+        keys = replication::ReadJoinerKeys(options.curveKeys, error);
         if (!keys) {
             PrintError("kep-host: {}\n", error);
             return kExitFailed;
@@ -242,12 +346,23 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
             return kExitFailed;
         }
     }
-    const auto client = replication::ReplicationClient::Connect(options.endpoint, keys, error);
+    const auto client = replication::ReplicationClient::Connect(
+        options.endpoint, keys ? &*keys : nullptr,
+        {options.maxBatchKb << 10, options.maxSnapshotMb << 20}, error);
     if (!client) {
         PrintError("kep-host: {}\n", error);
         return kExitFailed;
     }
-    kep::SetDataManager(std::make_shared<ReportingDataManager>(options.dataRoots));
+    if (!keys) {
+        kep::Warning()(
+            "kep-host: --insecure: the server at {} is not authenticated: whoever answers there "
+            "decides what this instance plays, and which sound files under its data folders it "
+            "opens",
+            options.endpoint);
+    }
+    kep::SetDataManager(std::make_shared<JoinerDataManager>(
+        options.dataRoots.empty() ? std::vector<std::filesystem::path>{"."} : options.dataRoots,
+        options.maxSoundMb << 20));
     std::unique_ptr<WaveWriterSetup> writer;
     if (!options.output.empty() && !(writer = WaveWriterSetup::Create(kSampleRate, error))) {
         PrintError("kep-host: {}\n", error);
@@ -272,11 +387,11 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
         return kExitFailed;
     }
     context.plugins().Stop(*replica->plugin);  // closes the device, which completes a recording
-    Print("{}: {} batches applied, {} resyncs\n",
+    Print("{}: {} batches applied, {} resyncs, {} bytes received\n",
           status == kExitDone          ? "Done"
           : status == kExitInterrupted ? "Interrupted"
                                        : "Failed",
-          joiner.batches(), joiner.resyncs());
+          joiner.batches(), joiner.resyncs(), client->bytesReceived());
     // What was heard is kept also when the run was cut short.
     if (writer && joiner.reachedServer() && SaveRecording(*writer, options.output) != kExitDone) {
         return kExitFailed;
@@ -293,10 +408,11 @@ CommandRun AddJoinCommand(CLI::App& app) {
         "Subscribes to the server at the endpoint, asks it for the whole state, then applies "
         "its operations frame by frame; a lost message, a restarted server or a frame that "
         "cannot be read makes it ask again. The listener follows this instance's own camera. "
-        "Sound files are the server's paths: one that does not exist here is looked for by "
-        "its trailing folders and name under each --data folder. Exits 0 when the server "
-        "ends its run (or after --seconds), 1 if no server answered or it fell silent; a recording "
-        "holds what was heard until then.");
+        "Sound files are the server's paths, looked for only by their trailing folders and "
+        "name under each --data folder (the current folder if none is given). Exits 0 once "
+        "it has applied everything up to the server's last batch (or after --seconds), 1 if "
+        "no server answered, it fell silent, or this instance could not get in step before "
+        "it ended; a recording holds what was heard until then.");
     command->add_option("ENDPOINT", options->endpoint, "the server's --bind endpoint")
         ->required()
         ->check(ReplicationEndpoint());
@@ -319,13 +435,37 @@ CommandRun AddJoinCommand(CLI::App& app) {
                      "for this long (default: 10 s)")
         ->check(CLI::Range(0.1, 1e6))
         ->type_name("S");
-    command->add_option("--data", options->dataRoots, "a folder to look for sound files in")
+    command
+        ->add_option("--data", options->dataRoots,
+                     "a folder to look for sound files in (default: the current folder); "
+                     "nothing outside these folders is opened")
         ->type_name("DIR");
     command
-        ->add_option("--curve-keys", options->curveKeys,
-                     "authenticate with the keys kep-host keygen made there (server.pub, "
-                     "client.pub, client.key)")
-        ->type_name("DIR");
+        ->add_option("--max-sound-mb", options->maxSoundMb,
+                     "the largest sound file opened, in MiB (default: 64)")
+        ->check(CLI::Range(1, 1 << 20))
+        ->type_name("MB");
+    command
+        ->add_option("--max-batch-kb", options->maxBatchKb,
+                     "the largest batch accepted, in KiB (default: 1024); a larger one is "
+                     "dropped and the state caught up by a snapshot")
+        ->check(CLI::Range(1, 1 << 20))
+        ->type_name("KB");
+    command
+        ->add_option("--max-snapshot-mb", options->maxSnapshotMb,
+                     "the largest snapshot accepted, in MiB (default: 16)")
+        ->check(CLI::Range(1, 2047))
+        ->type_name("MB");
+    CLI::Option* keys =
+        command
+            ->add_option("--curve-keys", options->curveKeys,
+                         "authenticate with the keys kep-host keygen DIR --joiner NAME made in "
+                         "DIR/joiners/NAME (server.pub, joiner.pub, joiner.key)")
+            ->type_name("DIR");
+    CLI::Option* insecure = command->add_flag(
+        "--insecure", options->insecure,
+        "join without authentication or encryption: whoever answers at the endpoint is trusted");
+    RequireKeysOrInsecure(*command, keys, insecure);
     command
         ->add_option("--state-out", options->stateOut,
                      "on exit, write the sounds and sources as JSON to this file")

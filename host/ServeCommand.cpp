@@ -1,5 +1,6 @@
 // kep-host serve: runs a scene on a replicating sound system and publishes what
 // it does, so that joining instances (kep-host join) play the same.
+#include <chrono>
 #include <filesystem>
 
 #include <fmt/format.h>
@@ -7,6 +8,7 @@
 #include "host/CommandLineChecks.h"
 #include "host/Commands.h"
 #include "host/ConsoleOutput.h"
+#include "host/FrameClock.h"
 #include "host/OutputFile.h"
 #include "host/ProgressLine.h"
 #include "host/ReplicationLink.h"
@@ -20,12 +22,18 @@
 
 namespace {
 
+// After its run the server tells the end with every heartbeat, and still answers
+// snapshot requests, for this long, or until no joiner is connected: a joiner that
+// lost the last batches, or the end itself, catches up and ends in step.
+constexpr auto kEndGrace = std::chrono::seconds(3);
+constexpr double kGraceFrameRate = 60;
+
 struct ServeOptions {
     std::string scene;
     std::string endpoint;
     bool playOnServer = true;
     std::filesystem::path curveKeys;
-    bool anyInterface = false;
+    bool insecure = false;
     std::filesystem::path stateOut;
 };
 
@@ -33,64 +41,66 @@ struct ServeOptions {
 struct Publication {
     replication::ReplicationServer* server = nullptr;
     kep::IInteractivePlugin* interactive = nullptr;
-    kep::ISoundSystem* sound = nullptr;
     kep::ISoundInspector* inspector = nullptr;
-    bool restate = false;
 
     // Once per frame, after the scene's operations and before the update, which
     // discards what has not been written by then.
     void Frame() {
         server->Service();
-        if (restate) {
-            Restate();
-        }
         if (interactive->TakeChanged() != 0) {
             server->PublishBatch(replication::WriteFrame(*interactive, false));
         }
-        if (server->AnswerSnapshotRequests(
-                [this] { return replication::WriteFrame(*interactive, true); }) > 0) {
-            restate = true;
-        }
+        Answer();
+    }
+
+    // What a frame does once the run has ended: nothing new is published.
+    void Answer() {
+        server->AnswerSnapshotRequests([this] { return Snapshot(); });
         server->KeepAlive();
     }
 
-    // A snapshot carries neither the sources' gains nor their looping flags (a
-    // replayed source loops if it lives). Recording them again puts them in the
-    // next batch, which a joiner applies right after its snapshot.
-    void Restate() {
-        restate = false;
+    // The sound system's snapshot carries neither the sources' gains nor their
+    // looping flags (a replayed source loops if it lives): they travel beside it,
+    // to the joiner that asked alone.
+    replication::ReplicationServer::Snapshot Snapshot() {
+        replication::ReplicationServer::Snapshot snapshot{
+            replication::WriteFrame(*interactive, true), {}};
         for (const std::int32_t id : inspector->ListSources()) {
             kep::SourceDescription source;
             if (inspector->DescribeSource(id, source)) {
-                sound->SetGain(id, source.gain);
-                sound->SetLooping(id, source.looping);
+                snapshot.settings.push_back({id, source.gain, source.looping});
             }
         }
+        return snapshot;
     }
 };
 
-std::optional<replication::CurveKeys> ServerKeys(const ServeOptions& options, bool& usable) {
+std::optional<replication::ServerKeys> ReadKeys(const ServeOptions& options, bool& usable) {
     usable = true;
-    if (!options.curveKeys.empty()) {
-        std::string error;
-        auto keys =
-            replication::ReadCurveKeys(options.curveKeys, replication::CurveRole::Server, error);
-        if (!keys) {
-            PrintError("kep-host: {}\n", error);
-            usable = false;
-        }
-        return keys;
-    }
-    if (!replication::IsLoopback(options.endpoint) && !options.anyInterface) {
-        PrintError(
-            "kep-host: without --curve-keys, serve binds only to loopback (127.0.0.1, "
-            "::1, ipc); give --curve-keys DIR (see kep-host keygen), or --insecure to "
-            "serve {} unauthenticated\n",
-            options.endpoint);
-        usable = false;
+    if (options.insecure) {
         return std::nullopt;
     }
-    return std::nullopt;
+    std::string error;
+    auto keys = replication::ReadServerKeys(options.curveKeys, error);
+    if (!keys) {
+        PrintError("kep-host: {}\n", error);
+        usable = false;
+    }
+    return keys;
+}
+
+// Tells the end, and answers late requests, for the grace period.
+void EndRun(replication::ReplicationServer& server, Publication& publication) {
+    server.PublishEnd();
+    FrameClock clock(std::chrono::duration_cast<std::chrono::nanoseconds>(
+        std::chrono::duration<double>(1 / kGraceFrameRate)));
+    while (clock.Elapsed() < kEndGrace && clock.Next()) {
+        server.Service();
+        if (server.stats().peers == 0) {
+            return;
+        }
+        publication.Answer();
+    }
 }
 
 int RunServe(HostContext& context, const ServeOptions& options) {
@@ -100,22 +110,25 @@ int RunServe(HostContext& context, const ServeOptions& options) {
         return kExitFailed;
     }
     bool keysUsable = false;
-    const auto keys = ServerKeys(options, keysUsable);
+    const auto keys = ReadKeys(options, keysUsable);
     if (!keysUsable) {
         return kExitFailed;
     }
     std::string error;
-    const auto server = replication::ReplicationServer::Bind(options.endpoint, keys, error);
+    const auto server =
+        replication::ReplicationServer::Bind(options.endpoint, keys ? &*keys : nullptr, error);
     if (!server) {
         PrintError("kep-host: {}\n", error);
         return kExitFailed;
     }
     if (!keys) {
         kep::Warning()(
-            "kep-host: the replication stream at {} is unauthenticated (no "
-            "--curve-keys): anyone who reaches it can join, and joiners trust the "
-            "lengths in it",
-            options.endpoint);
+            "kep-host: --insecure: the replication stream at {} is neither authenticated nor "
+            "encrypted: anyone who reaches it{} can read every operation, join, and make this "
+            "server send snapshots",
+            options.endpoint,
+            replication::IsLoopback(options.endpoint) ? " (any user or container of this machine)"
+                                                      : "");
     }
     Publication publication{server.get()};
     if (!session.Start(context, {true, [&publication] { publication.Frame(); }})) {
@@ -123,14 +136,13 @@ int RunServe(HostContext& context, const ServeOptions& options) {
     }
     const auto& plugin = session.player().plugin();
     publication.interactive = kep::query<kep::IInteractivePlugin>(plugin.get());
-    publication.sound = kep::query<kep::ISoundSystem>(plugin.get());
     publication.inspector = kep::query<kep::ISoundInspector>(plugin.get());
     plugin->GetPluginProperty()->SetParameterText("PlaySoundOnServer",
                                                   options.playOnServer ? "true" : "false");
 
     const Scene& scene = session.scene();
     Print("Serving {} at {} ({} s{})\n", options.scene, options.endpoint, scene.duration,
-          keys ? ", CURVE" : "");
+          keys ? ", CURVE" : ", insecure");
     std::fflush(stdout);
     bool finished = false;
     {
@@ -148,17 +160,18 @@ int RunServe(HostContext& context, const ServeOptions& options) {
             }
         });
     }
-    server->PublishEnd();
+    EndRun(*server, publication);
     if (!options.stateOut.empty() &&
-        !WriteState(options.stateOut, DescribeState(*publication.sound, *publication.inspector),
+        !WriteState(options.stateOut, DescribeState(*SoundSystemOf(plugin), *publication.inspector),
                     error)) {
         PrintError("kep-host: {}\n", error);
         return kExitFailed;
     }
     session.player().Stop();
     const auto stats = server->stats();
-    Print("{}: {} batches, {} snapshots, {} bytes sent\n", finished ? "Done" : "Interrupted",
-          stats.sequence, stats.snapshotsSent, stats.bytesSent);
+    Print("{}: {} batches, {} snapshots, {} bytes sent, {} requests refused\n",
+          finished ? "Done" : "Interrupted", stats.sequence, stats.snapshotsSent, stats.bytesSent,
+          stats.requestsRefused);
     return finished ? kExitDone : kExitInterrupted;
 }
 
@@ -171,8 +184,9 @@ CommandRun AddServeCommand(CLI::App& app) {
         "Runs the scene in real time on a replicating sound system and publishes each frame's "
         "operations at the endpoint (ZeroMQ, e.g. tcp://127.0.0.1:5555); joiners ask for the "
         "whole state at the next port (ipc: the path with .snapshot appended). When "
-        "the scene ends the joiners are told, and serve exits 0. Without --curve-keys the "
-        "stream is unauthenticated and serve binds only to loopback.");
+        "the scene ends the joiners are told, and serve exits 0. With --curve-keys only the "
+        "joiners in the allow-list (kep-host keygen DIR --joiner NAME) get in; removing one's "
+        "key cuts it off within a second.");
     command->add_option("SCENE", options->scene, "the scene's JSON file")->required();
     command->add_option("--bind", options->endpoint, "where joiners connect")
         ->required()
@@ -181,13 +195,17 @@ CommandRun AddServeCommand(CLI::App& app) {
         ->add_option("--play-on-server", options->playOnServer,
                      "whether this instance also plays the sound (default: true)")
         ->type_name("true|false");
-    command
-        ->add_option("--curve-keys", options->curveKeys,
-                     "authenticate and encrypt with the keys kep-host keygen made there "
-                     "(server.key, server.pub, client.pub)")
-        ->type_name("DIR");
-    command->add_flag("--insecure", options->anyInterface,
-                      "without --curve-keys, bind to more than loopback all the same");
+    CLI::Option* keys =
+        command
+            ->add_option("--curve-keys", options->curveKeys,
+                         "authenticate and encrypt with the keys kep-host keygen made there "
+                         "(server.key, server.pub, and the allow-list joiners/*.pub)")
+            ->type_name("DIR");
+    CLI::Option* insecure =
+        command->add_flag("--insecure", options->insecure,
+                          "serve without authentication or encryption (to anyone who reaches "
+                          "the endpoint)");
+    RequireKeysOrInsecure(*command, keys, insecure);
     command
         ->add_option("--state-out", options->stateOut,
                      "on exit, write the sounds and sources as JSON to this file")

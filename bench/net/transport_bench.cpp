@@ -25,6 +25,7 @@
 #include "host/net/ReplicaFeed.h"
 #include "host/net/ReplicationClient.h"
 #include "host/net/ReplicationServer.h"
+#include "host/net/SourceSettings.h"
 #include "kep/Messages.h"
 #include "plugin/SoundSystem.h"
 
@@ -61,7 +62,7 @@ public:
     Joiner(const std::string& endpoint, OperationTimes& times)
         : system_(StartedSystem(false)), times_(times) {
         std::string error;
-        client_ = replication::ReplicationClient::Connect(endpoint, std::nullopt, error);
+        client_ = replication::ReplicationClient::Connect(endpoint, nullptr, {}, error);
         thread_ = std::thread([this] { Run(); });
     }
     ~Joiner() {
@@ -82,8 +83,9 @@ public:
 private:
     void Run() {
         replication::ReplicaFeed feed(
-            [this](const replication::FrameHeader& header, std::span<const std::uint8_t> payload) {
-                const bool read = replication::DeliverFrame(*system_, payload);
+            [this](const replication::ReplicaFeed::Frame& frame) {
+                const auto& header = frame.header;
+                const bool read = replication::DeliverFrame(*system_, frame.payload);
                 system_->Update();
                 if (header.kind == replication::FrameKind::Batch && recording_) {
                     const auto made = times_.Get(header.sequence);
@@ -93,18 +95,28 @@ private:
                 }
                 return read;
             },
-            1000);
+            {1000, 64u << 20});
         auto lastRequest = Clock::now() - std::chrono::seconds(1);
         while (!stop_) {
-            client_->ReceiveUntil(Clock::now() + std::chrono::milliseconds(5), [&](auto message) {
-                std::string error;
-                if (const auto frame = replication::DecodeFrame(message, error)) {
-                    feed.Receive(frame->header, frame->payload);
-                }
-            });
+            client_->ReceiveUntil(
+                Clock::now() + std::chrono::milliseconds(5), [&](auto parts, bool answer) {
+                    std::string error;
+                    const auto frame = replication::DecodeFrame(parts[0], error);
+                    const auto settings = answer && frame && parts.size() == 2
+                                              ? replication::DecodeFrame(parts[1], error)
+                                              : std::nullopt;
+                    const auto id =
+                        settings ? replication::DecodeSourceSettings(settings->payload, error)
+                                 : std::nullopt;
+                    if (id) {
+                        feed.ReceiveSnapshot(frame->header, frame->payload, id->requestId, {});
+                    } else if (frame && !answer) {
+                        feed.Receive(frame->header, frame->payload);
+                    }
+                });
             if (feed.waiting() && client_->subscribed() &&
                 Clock::now() - lastRequest > std::chrono::milliseconds(200)) {
-                client_->RequestSnapshot();
+                client_->RequestSnapshot(feed.NewRequest());
                 lastRequest = Clock::now();
             }
             if (!synchronised_ && feed.synchronised()) {
@@ -138,7 +150,7 @@ struct Server {
 
     explicit Server(const std::string& endpoint, int sourceCount) {
         std::string error;
-        transport = replication::ReplicationServer::Bind(endpoint, std::nullopt, error);
+        transport = replication::ReplicationServer::Bind(endpoint, nullptr, error);
         if (!transport) {
             std::fprintf(stderr, "%s\n", error.c_str());
             std::exit(1);
@@ -161,8 +173,10 @@ struct Server {
         if (system->TakeChanged() != 0) {
             transport->PublishBatch(replication::WriteFrame(*system, false));
         }
-        transport->AnswerSnapshotRequests(
-            [this] { return replication::WriteFrame(*system, true); });
+        transport->AnswerSnapshotRequests([this] {
+            return replication::ReplicationServer::Snapshot{replication::WriteFrame(*system, true),
+                                                            {}};
+        });
         transport->KeepAlive();
         system->Update();
     }

@@ -1,103 +1,121 @@
 #include "host/net/CurveKeys.h"
 
+#include <algorithm>
 #include <array>
-#include <fstream>
-#include <string_view>
 
 #include <fmt/format.h>
 #include <zmq.h>
+
+#include "host/net/KeyFolder.h"
 
 namespace replication {
 
 namespace {
 
-constexpr std::size_t kZ85KeyLength = 40;
+constexpr std::size_t kLongestJoinerName = 64;
 
-struct KeyFile {
-    const char* name;
-    std::string CurveKeys::*key;
+struct KeyPair {
+    std::string publicKey;
+    std::string secretKey;
 };
-constexpr std::array<KeyFile, 4> kKeyFiles{{{"server.pub", &CurveKeys::serverPublic},
-                                            {"server.key", &CurveKeys::serverSecret},
-                                            {"client.pub", &CurveKeys::clientPublic},
-                                            {"client.key", &CurveKeys::clientSecret}}};
 
-bool NeededBy(std::string_view file, CurveRole role) {
-    return role == CurveRole::Server ? file != "client.key" : file != "server.key";
-}
-
-bool WriteKey(const std::filesystem::path& file, const std::string& key, bool secret,
-              std::string& error) {
-    std::ofstream stream(file, std::ios::trunc);
-    stream << key << '\n';
-    stream.close();
-    std::error_code status;
-    if (secret) {
-        std::filesystem::permissions(
-            file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write, status);
+std::optional<KeyPair> NewKeyPair(std::string& error) {
+    std::array<char, kZ85KeyLength + 1> publicKey{}, secretKey{};
+    if (zmq_curve_keypair(publicKey.data(), secretKey.data()) != 0) {
+        error = fmt::format("no CURVE key pair: {}", zmq_strerror(zmq_errno()));
+        return std::nullopt;
     }
-    if (stream.fail() || status) {
-        error = fmt::format("{} cannot be written", file.string());
-        return false;
-    }
-    return true;
+    return KeyPair{publicKey.data(), secretKey.data()};
 }
 
 }  // namespace
 
-bool GenerateCurveKeys(const std::filesystem::path& folder, std::string& error) {
-    std::error_code status;
-    std::filesystem::create_directories(folder, status);
-    for (const KeyFile& file : kKeyFiles) {
-        if (std::filesystem::exists(folder / file.name, status)) {
-            error = fmt::format("{} exists already; keys are not replaced",
-                                (folder / file.name).string());
-            return false;
-        }
-    }
-    CurveKeys keys;
-    std::array<char, kZ85KeyLength + 1> publicKey{}, secretKey{};
-    for (auto [pub, sec] : {std::pair{&CurveKeys::serverPublic, &CurveKeys::serverSecret},
-                            std::pair{&CurveKeys::clientPublic, &CurveKeys::clientSecret}}) {
-        if (zmq_curve_keypair(publicKey.data(), secretKey.data()) != 0) {
-            error = fmt::format("no CURVE key pair: {}", zmq_strerror(zmq_errno()));
-            return false;
-        }
-        keys.*pub = publicKey.data();
-        keys.*sec = secretKey.data();
-    }
-    for (const KeyFile& file : kKeyFiles) {
-        const bool secret = std::string_view(file.name).ends_with(".key");
-        if (!WriteKey(folder / file.name, keys.*file.key, secret, error)) {
-            return false;
-        }
-    }
-    return true;
+bool IsJoinerName(std::string_view name) {
+    const auto allowed = [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               c == '.' || c == '_' || c == '-';
+    };
+    return !name.empty() && name.size() <= kLongestJoinerName && name[0] != '.' && name[0] != '-' &&
+           std::all_of(name.begin(), name.end(), allowed);
 }
 
-std::optional<CurveKeys> ReadCurveKeys(const std::filesystem::path& folder, CurveRole role,
-                                       std::string& error) {
-    CurveKeys keys;
-    for (const KeyFile& file : kKeyFiles) {
-        if (!NeededBy(file.name, role)) {
-            continue;
-        }
-        std::ifstream stream(folder / file.name);
-        if (!stream) {
-            error = fmt::format("{}: not found (kep-host keygen makes the keys)",
-                                (folder / file.name).string());
-            return std::nullopt;
-        }
-        std::string& key = keys.*file.key;
-        if (!std::getline(stream, key) || key.size() != kZ85KeyLength) {
+bool MakeServerKeys(const std::filesystem::path& folder, std::string& error) {
+    const auto keys = KeyFolder::Open(folder, true, error);
+    if (!keys) {
+        return false;
+    }
+    for (const char* name : {"server.key", "server.pub"}) {
+        if (keys->Has(name)) {
             error = fmt::format(
-                "{}: no CURVE key ({} characters of Z85 text; kep-host keygen "
-                "makes them)",
-                (folder / file.name).string(), kZ85KeyLength);
-            return std::nullopt;
+                "{}: exists already; keys are never replaced (kep-host keygen {} --joiner NAME "
+                "adds a joiner)",
+                (folder / name).string(), folder.string());
+            return false;
         }
     }
-    return keys;
+    const auto pair = NewKeyPair(error);
+    return pair && keys->WriteKey("server.key", pair->secretKey, error) &&
+           keys->WriteKey("server.pub", pair->publicKey, error) &&
+           keys->Child(kJoinersFolder, true, error);
+}
+
+bool AddJoiner(const std::filesystem::path& folder, std::string_view name, std::string& error) {
+    if (!IsJoinerName(name)) {
+        error = fmt::format(
+            "{}: a joiner's name is 1 to {} letters, digits, '.', '_' or '-', not starting "
+            "with '.' or '-'",
+            name, kLongestJoinerName);
+        return false;
+    }
+    const auto keys = KeyFolder::Open(folder, false, error);
+    const auto serverPublic = keys ? keys->ReadKey("server.pub", false, error) : std::nullopt;
+    const auto joiners = serverPublic ? keys->Child(kJoinersFolder, true, error) : std::nullopt;
+    if (!joiners) {
+        error +=
+            fmt::format(" (kep-host keygen {} makes the server's keys first)", folder.string());
+        return false;
+    }
+    const std::string allowed = fmt::format("{}.pub", name);
+    if (joiners->Has(allowed) || joiners->Has(name)) {
+        error =
+            fmt::format("{}: joiner {} exists already", (joiners->path() / allowed).string(), name);
+        return false;
+    }
+    const auto pair = NewKeyPair(error);
+    const auto own = pair ? joiners->Child(name, true, error) : std::nullopt;
+    // Admitted last, once everything it needs is in place.
+    return own && own->WriteKey("server.pub", *serverPublic, error) &&
+           own->WriteKey("joiner.pub", pair->publicKey, error) &&
+           own->WriteKey("joiner.key", pair->secretKey, error) &&
+           joiners->WriteKey(allowed, pair->publicKey, error);
+}
+
+std::optional<ServerKeys> ReadServerKeys(const std::filesystem::path& folder, std::string& error) {
+    const auto keys = KeyFolder::Open(folder, false, error);
+    if (!keys) {
+        return std::nullopt;
+    }
+    ServerKeys server;
+    auto publicKey = keys->ReadKey("server.pub", false, error);
+    auto secretKey = publicKey ? keys->ReadKey("server.key", true, error) : std::nullopt;
+    if (!secretKey || !keys->Child(kJoinersFolder, false, error)) {
+        return std::nullopt;
+    }
+    return ServerKeys{std::move(*publicKey), std::move(*secretKey), folder / kJoinersFolder};
+}
+
+std::optional<JoinerKeys> ReadJoinerKeys(const std::filesystem::path& folder, std::string& error) {
+    const auto keys = KeyFolder::Open(folder, false, error);
+    if (!keys) {
+        return std::nullopt;
+    }
+    auto serverPublic = keys->ReadKey("server.pub", false, error);
+    auto publicKey = serverPublic ? keys->ReadKey("joiner.pub", false, error) : std::nullopt;
+    auto secretKey = publicKey ? keys->ReadKey("joiner.key", true, error) : std::nullopt;
+    if (!secretKey) {
+        return std::nullopt;
+    }
+    return JoinerKeys{std::move(*serverPublic), std::move(*publicKey), std::move(*secretKey)};
 }
 
 }  // namespace replication

@@ -20,6 +20,13 @@ bool StartsWith(std::string_view text, std::string_view prefix) {
 
 std::optional<std::string> SnapshotEndpoint(const std::string& endpoint, std::string& error) {
     if (StartsWith(endpoint, kIpc) && endpoint.size() > kIpc.size()) {
+        if (endpoint[kIpc.size()] == '@') {
+            error = fmt::format(
+                "{}: an abstract socket (ipc://@NAME) is open to every local user; give a "
+                "path in a folder of yours, or tcp://",
+                endpoint);
+            return std::nullopt;
+        }
         return endpoint + ".snapshot";
     }
     const std::size_t colon = endpoint.rfind(':');
@@ -44,11 +51,15 @@ std::optional<std::string> SnapshotEndpoint(const std::string& endpoint, std::st
 
 bool IsLoopback(const std::string& endpoint) {
     if (!StartsWith(endpoint, kTcp)) {
-        return StartsWith(endpoint, kIpc);
+        return StartsWith(endpoint, kIpc) && !StartsWith(endpoint, "ipc://@");
     }
     const std::string_view host =
         std::string_view(endpoint).substr(kTcp.size(), endpoint.rfind(':') - kTcp.size());
     return StartsWith(host, "127.") || host == "localhost" || host == "[::1]";
+}
+
+bool IsIpv6(const std::string& endpoint) {
+    return StartsWith(endpoint, "tcp://[");
 }
 
 std::string BindableEndpoint(const std::string& endpoint) {

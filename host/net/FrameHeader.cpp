@@ -5,31 +5,17 @@
 
 #include <fmt/format.h>
 
+#include "host/net/LittleEndian.h"
+
 namespace replication {
 
 namespace {
 
 constexpr std::array<std::uint8_t, 4> kMagic{'K', 'E', 'P', 'R'};
 
-template <class T>
-void Put(std::uint8_t* out, T value) {
-    for (std::size_t i = 0; i < sizeof(T); ++i) {
-        out[i] = static_cast<std::uint8_t>(value >> (8 * i));
-    }
-}
-
-template <class T>
-T Get(std::span<const std::uint8_t> bytes, std::size_t offset) {
-    T value = 0;
-    for (std::size_t i = 0; i < sizeof(T); ++i) {
-        value |= static_cast<T>(bytes[offset + i]) << (8 * i);
-    }
-    return value;
-}
-
 bool KnownKind(std::uint8_t kind) {
     return kind >= static_cast<std::uint8_t>(FrameKind::Batch) &&
-           kind <= static_cast<std::uint8_t>(FrameKind::SnapshotRequest);
+           kind <= static_cast<std::uint8_t>(FrameKind::SourceSettings);
 }
 
 }  // namespace
@@ -41,9 +27,9 @@ std::vector<std::uint8_t> EncodeFrame(FrameHeader header, std::span<const std::u
     out[5] = static_cast<std::uint8_t>(header.kind);
     out[6] = static_cast<std::uint8_t>(header.byteOrder);
     out[7] = 0;
-    Put(&out[8], header.epoch);
-    Put(&out[16], header.sequence);
-    Put(&out[24], static_cast<std::uint32_t>(payload.size()));
+    PutLittle(&out[8], header.epoch);
+    PutLittle(&out[16], header.sequence);
+    PutLittle(&out[24], static_cast<std::uint32_t>(payload.size()));
     std::copy(payload.begin(), payload.end(), out.begin() + kFrameHeaderSize);
     return out;
 }
@@ -69,9 +55,9 @@ std::optional<DecodedFrame> DecodeFrame(std::span<const std::uint8_t> message, s
     DecodedFrame frame;
     frame.header.kind = static_cast<FrameKind>(message[5]);
     frame.header.byteOrder = static_cast<PayloadOrder>(message[6]);
-    frame.header.epoch = Get<std::uint64_t>(message, 8);
-    frame.header.sequence = Get<std::uint64_t>(message, 16);
-    frame.header.payloadLength = Get<std::uint32_t>(message, 24);
+    frame.header.epoch = GetLittle<std::uint64_t>(message, 8);
+    frame.header.sequence = GetLittle<std::uint64_t>(message, 16);
+    frame.header.payloadLength = GetLittle<std::uint32_t>(message, 24);
     if (frame.header.payloadLength != message.size() - kFrameHeaderSize) {
         error = fmt::format("payload of {} bytes, the header says {}",
                             message.size() - kFrameHeaderSize, frame.header.payloadLength);
@@ -93,6 +79,8 @@ const char* KindName(FrameKind kind) {
             return "end";
         case FrameKind::SnapshotRequest:
             return "snapshot request";
+        case FrameKind::SourceSettings:
+            return "source settings";
     }
     return "unknown";
 }

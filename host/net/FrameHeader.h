@@ -13,7 +13,7 @@
 //
 //   offset  size  field
 //   0       4     magic "KEPR"
-//   4       1     version (1)
+//   4       1     version (2)
 //   5       1     kind
 //   6       1     byte order of the payload (0 little, 1 big)
 //   7       1     reserved, 0
@@ -27,8 +27,9 @@ enum class FrameKind : std::uint8_t {
     Batch = 1,            // one frame's recorded operations
     Snapshot = 2,         // the whole state, after the batch `sequence`
     Heartbeat = 3,        // nothing new; `sequence` is the last batch sent
-    End = 4,              // the serving instance has finished its run
-    SnapshotRequest = 5,  // a joiner asks for a snapshot
+    End = 4,              // the run has ended; `sequence` is its last batch
+    SnapshotRequest = 5,  // a joiner asks for a snapshot (payload: the request's id)
+    SourceSettings = 6,   // sent beside a snapshot: what it lacks (see SourceSettings.h)
 };
 
 enum class PayloadOrder : std::uint8_t { Little = 0, Big = 1 };
@@ -44,7 +45,7 @@ struct FrameHeader {
 };
 
 inline constexpr std::size_t kFrameHeaderSize = 28;
-inline constexpr std::uint8_t kFrameVersion = 1;
+inline constexpr std::uint8_t kFrameVersion = 2;
 // A replication message larger than this is refused, whatever its header says.
 inline constexpr std::size_t kMaxFrameSize = 64u << 20;
 

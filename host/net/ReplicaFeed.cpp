@@ -4,16 +4,12 @@
 
 namespace replication {
 
-ReplicaFeed::ReplicaFeed(Apply apply, std::size_t maxHeldBatches)
-    : apply_(std::move(apply)), maxHeld_(maxHeldBatches) {}
+ReplicaFeed::ReplicaFeed(Apply apply, Limits limits) : apply_(std::move(apply)), limits_(limits) {}
 
 void ReplicaFeed::Receive(const FrameHeader& header, std::span<const std::uint8_t> payload) {
     switch (header.kind) {
         case FrameKind::Batch:
             ReceiveBatch(header, payload);
-            break;
-        case FrameKind::Snapshot:
-            ReceiveSnapshot(header, payload);
             break;
         case FrameKind::Heartbeat:
             // A heartbeat says which batch was sent last: one we lack means a loss.
@@ -22,11 +18,31 @@ void ReplicaFeed::Receive(const FrameHeader& header, std::span<const std::uint8_
             }
             break;
         case FrameKind::End:
-            ended_ = ended_ || (synchronised() && header.epoch == epoch_);
+            ReceiveEnd(header);
             break;
+        case FrameKind::Snapshot:
         case FrameKind::SnapshotRequest:
-            break;  // only servers answer these
+        case FrameKind::SourceSettings:
+            break;  // snapshots come only as answers; only servers answer requests
     }
+}
+
+void ReplicaFeed::ReceiveEnd(const FrameHeader& header) {
+    if (!endSequence_ || header.epoch != endEpoch_) {
+        endEpoch_ = header.epoch;
+        endSequence_ = header.sequence;
+    }
+    // Batches lost before the end are caught up by a snapshot, which the server
+    // still answers while it repeats its end.
+    if (!waiting_ && (header.epoch != epoch_ || header.sequence != sequence_)) {
+        LoseStep();
+    }
+    CheckEnded();
+}
+
+void ReplicaFeed::CheckEnded() {
+    ended_ =
+        ended_ || (!waiting_ && endSequence_ && endEpoch_ == epoch_ && *endSequence_ == sequence_);
 }
 
 void ReplicaFeed::ReceiveBatch(const FrameHeader& header, std::span<const std::uint8_t> payload) {
@@ -43,31 +59,34 @@ void ReplicaFeed::ReceiveBatch(const FrameHeader& header, std::span<const std::u
         return;
     }
     sequence_ = header.sequence;
-    if (!apply_(header, payload)) {
+    if (!apply_({header, payload, {}})) {
         LoseStep();
     }
 }
 
-void ReplicaFeed::ReceiveSnapshot(const FrameHeader& header,
-                                  std::span<const std::uint8_t> payload) {
-    if (!waiting_) {
-        return;  // the answer to a request made before the feed got in step
+void ReplicaFeed::ReceiveSnapshot(const FrameHeader& header, std::span<const std::uint8_t> payload,
+                                  std::uint64_t requestId, std::span<const std::uint8_t> extra) {
+    if (!waiting_ || requestId_ == 0 || requestId != requestId_) {
+        return;  // not asked for, or the answer to an earlier request
     }
     // What the snapshot covers, and what another run of the server sent, goes.
     std::erase_if(held_, [&](const HeldBatch& batch) {
-        return batch.header.epoch != header.epoch || batch.header.sequence <= header.sequence;
+        const bool covered =
+            batch.header.epoch != header.epoch || batch.header.sequence <= header.sequence;
+        heldBytes_ -= covered ? batch.payload.size() : 0;
+        return covered;
     });
     if (!held_.empty() && held_.front().header.sequence != header.sequence + 1) {
         return;  // batches between the snapshot and the held ones were lost: ask again
     }
-    if (!apply_(header, payload)) {
+    if (!apply_({header, payload, extra})) {
         return;
     }
     waiting_ = false;
     epoch_ = header.epoch;
     sequence_ = header.sequence;
-    auto held = std::move(held_);
-    held_.clear();
+    auto held = std::exchange(held_, {});
+    heldBytes_ = 0;
     for (const HeldBatch& batch : held) {
         if (waiting_) {
             Hold(batch.header, batch.payload);
@@ -75,13 +94,19 @@ void ReplicaFeed::ReceiveSnapshot(const FrameHeader& header,
             ReceiveBatch(batch.header, batch.payload);
         }
     }
+    CheckEnded();
 }
 
 void ReplicaFeed::Hold(const FrameHeader& header, std::span<const std::uint8_t> payload) {
-    if (held_.size() >= maxHeld_) {
+    if (held_.size() >= limits_.heldBatches || heldBytes_ + payload.size() > limits_.heldBytes) {
         held_.clear();  // the next snapshot will have to cover them
+        heldBytes_ = 0;
+    }
+    if (payload.size() > limits_.heldBytes) {
+        return;
     }
     held_.push_back({header, {payload.begin(), payload.end()}});
+    heldBytes_ += payload.size();
 }
 
 void ReplicaFeed::LoseStep() {

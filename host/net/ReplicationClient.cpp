@@ -5,21 +5,24 @@
 #include <cerrno>
 
 #include <fmt/format.h>
+#include <zmq_addon.hpp>
 
 #include "host/net/Endpoint.h"
 #include "host/net/FrameHeader.h"
 #include "host/net/SocketSetup.h"
+#include "host/net/SourceSettings.h"
 
 namespace replication {
 
 namespace {
 
 constexpr int kMaxMessagesPerPoll = 1000;
+constexpr int kRequestQueue = 2;
 
 }  // namespace
 
 std::unique_ptr<ReplicationClient> ReplicationClient::Connect(const std::string& endpoint,
-                                                              const std::optional<CurveKeys>& keys,
+                                                              const JoinerKeys* keys, Limits limits,
                                                               std::string& error) {
     const auto snapshotEndpoint = SnapshotEndpoint(endpoint, error);
     if (!snapshotEndpoint) {
@@ -29,21 +32,30 @@ std::unique_ptr<ReplicationClient> ReplicationClient::Connect(const std::string&
     try {
         client->subscriber_ = zmq::socket_t(client->context_, zmq::socket_type::sub);
         client->requester_ = zmq::socket_t(client->context_, zmq::socket_type::dealer);
+        PrepareSocket(
+            client->subscriber_,
+            {0, kBatchQueue,
+             static_cast<std::int64_t>(limits.batchBytes + kFrameHeaderSize) + kMessageSlack},
+            endpoint);
+        PrepareSocket(
+            client->requester_,
+            {kRequestQueue, kAnswerQueue,
+             static_cast<std::int64_t>(limits.snapshotBytes + kFrameHeaderSize) + kMessageSlack},
+            endpoint);
         for (zmq::socket_t* socket : {&client->subscriber_, &client->requester_}) {
-            PrepareSocket(*socket);
             socket->set(zmq::sockopt::linger, 0);
             if (keys) {
-                socket->set(zmq::sockopt::curve_serverkey, keys->serverPublic);
-                socket->set(zmq::sockopt::curve_publickey, keys->clientPublic);
-                socket->set(zmq::sockopt::curve_secretkey, keys->clientSecret);
+                socket->set(zmq::sockopt::curve_serverkey, keys->serverPublicKey);
+                socket->set(zmq::sockopt::curve_publickey, keys->publicKey);
+                socket->set(zmq::sockopt::curve_secretkey, keys->secretKey);
             }
         }
         client->subscriber_.set(zmq::sockopt::subscribe, "");
         // A request is only queued for a connection that is complete, so requests
         // made while the server is away are refused instead of piling up.
         client->requester_.set(zmq::sockopt::immediate, 1);
-        client->subscriber_.connect(endpoint);
-        client->requester_.connect(*snapshotEndpoint);
+        client->subscriber_.connect(BindableEndpoint(endpoint));
+        client->requester_.connect(BindableEndpoint(*snapshotEndpoint));
     } catch (const zmq::error_t& failure) {
         error = fmt::format("cannot connect to {}: {}", endpoint, failure.what());
         return nullptr;
@@ -51,8 +63,8 @@ std::unique_ptr<ReplicationClient> ReplicationClient::Connect(const std::string&
     return client;
 }
 
-bool ReplicationClient::RequestSnapshot() {
-    const auto request = EncodeFrame({FrameKind::SnapshotRequest}, {});
+bool ReplicationClient::RequestSnapshot(std::uint64_t requestId) {
+    const auto request = EncodeFrame({FrameKind::SnapshotRequest}, EncodeRequestId(requestId));
     return requester_.send(zmq::buffer(request), zmq::send_flags::dontwait).has_value();
 }
 
@@ -60,6 +72,8 @@ void ReplicationClient::ReceiveUntil(std::chrono::steady_clock::time_point deadl
                                      const Receiver& receive) {
     std::array<zmq::pollitem_t, 2> items{
         {{subscriber_.handle(), 0, ZMQ_POLLIN, 0}, {requester_.handle(), 0, ZMQ_POLLIN, 0}}};
+    std::vector<zmq::message_t> message;
+    std::vector<std::span<const std::uint8_t>> parts;
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
@@ -75,14 +89,19 @@ void ReplicationClient::ReceiveUntil(std::chrono::steady_clock::time_point deadl
         }
         for (std::size_t i = 0; i < items.size(); ++i) {
             zmq::socket_t& socket = i == 0 ? subscriber_ : requester_;
-            zmq::message_t message;
+            const bool answer = i == 1;
             // Bounded, so that a flood cannot keep the caller past its deadline.
             for (int taken = 0; taken < kMaxMessagesPerPoll && items[i].revents & ZMQ_POLLIN &&
-                                socket.recv(message, zmq::recv_flags::dontwait);
-                 ++taken) {
-                bytesReceived_ += message.size();
-                subscribed_ = subscribed_ || i == 0;
-                receive({message.data<std::uint8_t>(), message.size()});
+                                zmq::recv_multipart(socket, std::back_inserter(message),
+                                                    zmq::recv_flags::dontwait);
+                 ++taken, message.clear()) {
+                parts.clear();
+                for (const zmq::message_t& part : message) {
+                    bytesReceived_ += part.size();
+                    parts.emplace_back(part.data<std::uint8_t>(), part.size());
+                }
+                subscribed_ = subscribed_ || !answer;
+                receive(parts, answer);
             }
         }
         if (left.count() <= 0) {

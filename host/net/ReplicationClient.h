@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include <zmq.hpp>
 
@@ -19,18 +19,31 @@ namespace replication {
 // server goes away and comes back.
 class ReplicationClient {
 public:
-    using Receiver = std::function<void(std::span<const std::uint8_t>)>;
+    // One message: a single part from the publisher; an answer's parts.
+    using Receiver =
+        std::function<void(std::span<const std::span<const std::uint8_t>> parts, bool answer)>;
+
+    // The largest messages accepted. ZeroMQ counts its queues in messages, so
+    // these bound what the server can make the joiner hold: kBatchQueue batches
+    // and kAnswerQueue answers.
+    struct Limits {
+        std::size_t batchBytes = 1u << 20;
+        std::size_t snapshotBytes = 16u << 20;
+    };
+    static constexpr int kBatchQueue = 100;
+    static constexpr int kAnswerQueue = 2;
 
     // Null, with the reason in `error`, if the endpoint is not one to connect to.
-    // With keys, the handshake proves the joiners' key and checks the server's.
+    // With keys, the handshake proves the joiner's key and checks the server's.
     static std::unique_ptr<ReplicationClient> Connect(const std::string& endpoint,
-                                                      const std::optional<CurveKeys>& keys,
+                                                      const JoinerKeys* keys, Limits limits,
                                                       std::string& error);
     ReplicationClient(const ReplicationClient&) = delete;
     ReplicationClient& operator=(const ReplicationClient&) = delete;
 
-    // False if no connection to the server could take the request now.
-    bool RequestSnapshot();
+    // Asks for a snapshot, naming the request; false if no connection to the
+    // server could take the request now.
+    bool RequestSnapshot(std::uint64_t requestId);
     // Gives each message that arrives until the deadline to `receive`.
     void ReceiveUntil(std::chrono::steady_clock::time_point deadline, const Receiver& receive);
     std::uint64_t bytesReceived() const { return bytesReceived_; }

@@ -1,12 +1,16 @@
 #include "host/net/ReplicationServer.h"
 
 #include <array>
+#include <cerrno>
 #include <random>
+#include <set>
+#include <thread>
 
 #include <fmt/format.h>
 #include <zmq_addon.hpp>
 
 #include "host/net/Endpoint.h"
+#include "host/net/HandshakeHandler.h"
 #include "host/net/SocketSetup.h"
 #include "kep/Messages.h"
 
@@ -15,11 +19,19 @@ namespace replication {
 namespace {
 
 constexpr auto kHeartbeatPeriod = std::chrono::milliseconds(250);
-// Snapshot requests answered per call: a flood of requests costs one snapshot a
-// frame, and the rest wait in the socket's bounded queue.
-constexpr int kMaxRequestsPerCall = 64;
-// ZeroMQ's well-known address of the handshake (ZAP) handler.
-constexpr const char* kAuthenticationEndpoint = "inproc://zeromq.zap.01";
+// Requests read per call, and answered per call: a flood of requests costs one
+// snapshot a frame, and the rest wait in the socket's bounded queue.
+constexpr int kMostRequestsRead = 256;
+constexpr int kMostAnswers = 64;
+// Subscription messages read per call.
+constexpr int kMostSubscriptions = 256;
+// Batches queued for one joiner: about 8 s of a scene that changes every frame.
+constexpr int kPublishQueue = 500;
+// Requests (or subscriptions) queued from one peer.
+constexpr int kInboundQueue = 32;
+// A socket closed to cut a joiner off may take a moment to free its address.
+constexpr int kBindAttempts = 100;
+constexpr auto kBindRetry = std::chrono::milliseconds(10);
 
 std::uint64_t NewEpoch() {
     std::random_device random;
@@ -30,6 +42,28 @@ std::uint64_t NewEpoch() {
             static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
     }
     return epoch;
+}
+
+void BindRetrying(zmq::socket_t& socket, const std::string& endpoint) {
+    for (int attempt = 1;; ++attempt) {
+        try {
+            socket.bind(endpoint);
+            return;
+        } catch (const zmq::error_t& failure) {
+            if (failure.num() != EADDRINUSE || attempt == kBindAttempts) {
+                throw;
+            }
+            std::this_thread::sleep_for(kBindRetry);
+        }
+    }
+}
+
+// Who asked: a joiner's name (its key) when the handshake gave one, else the
+// connection.
+std::string PeerOf(zmq::message_t& routingId, zmq::message_t& request) {
+    const char* user = zmq_msg_gets(request.handle(), "User-Id");
+    return user && *user ? fmt::format("joiner {}", user)
+                         : fmt::format("connection {}", routingId.to_string_view());
 }
 
 }  // namespace
@@ -63,46 +97,41 @@ private:
     std::uint64_t failedHandshakes_ = 0;
 };
 
-ReplicationServer::ReplicationServer() : epoch_(NewEpoch()) {}
+ReplicationServer::ReplicationServer(std::string endpoint, std::string snapshotEndpoint)
+    : endpoint_(std::move(endpoint)),
+      snapshotEndpoint_(std::move(snapshotEndpoint)),
+      epoch_(NewEpoch()) {}
 
 ReplicationServer::~ReplicationServer() {
     monitor_.reset();  // before the socket it watches
 }
 
 std::unique_ptr<ReplicationServer> ReplicationServer::Bind(const std::string& endpoint,
-                                                           const std::optional<CurveKeys>& keys,
+                                                           const ServerKeys* keys,
                                                            std::string& error) {
     const auto snapshotEndpoint = SnapshotEndpoint(endpoint, error);
     if (!snapshotEndpoint) {
         return nullptr;
     }
-    std::unique_ptr<ReplicationServer> server(new ReplicationServer());
+    std::unique_ptr<ReplicationServer> server(
+        new ReplicationServer(BindableEndpoint(endpoint), BindableEndpoint(*snapshotEndpoint)));
     try {
         if (keys) {
-            // Bound before any socket that needs it, so that no handshake goes unchecked.
-            server->authentication_ = zmq::socket_t(server->context_, zmq::socket_type::rep);
-            server->authentication_.set(zmq::sockopt::linger, 0);
-            server->authentication_.bind(kAuthenticationEndpoint);
-            server->clientKey_.resize(32);
-            zmq_z85_decode(reinterpret_cast<std::uint8_t*>(server->clientKey_.data()),
-                           keys->clientPublic.c_str());
-        }
-        server->publisher_ = zmq::socket_t(server->context_, zmq::socket_type::pub);
-        server->snapshots_ = zmq::socket_t(server->context_, zmq::socket_type::router);
-        for (zmq::socket_t* socket : {&server->publisher_, &server->snapshots_}) {
-            PrepareSocket(*socket);
-            if (keys) {
-                socket->set(zmq::sockopt::curve_server, 1);
-                socket->set(zmq::sockopt::curve_secretkey, keys->serverSecret);
+            auto allowList = AllowList::Open(keys->joiners, error);
+            if (!allowList) {
+                return nullptr;
             }
+            if (allowList->size() == 0) {
+                kep::Warning()(
+                    "kep-host: no joiner is in the allow-list {} yet: kep-host keygen DIR "
+                    "--joiner NAME adds one, and it may connect at once",
+                    keys->joiners.string());
+            }
+            server->keys_ = *keys;
+            server->handshakes_ =
+                std::make_unique<HandshakeHandler>(server->context_, std::move(*allowList));
         }
-        server->monitor_ = std::make_unique<PeerMonitor>();
-        server->monitor_->init(
-            server->publisher_, "inproc://publisher-events",
-            ZMQ_EVENT_ACCEPTED | ZMQ_EVENT_DISCONNECTED | ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL |
-                ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL | ZMQ_EVENT_HANDSHAKE_FAILED_AUTH);
-        server->publisher_.bind(BindableEndpoint(endpoint));
-        server->snapshots_.bind(BindableEndpoint(*snapshotEndpoint));
+        server->OpenSockets();
     } catch (const zmq::error_t& failure) {
         error = fmt::format("cannot serve at {} and {}: {}", endpoint, *snapshotEndpoint,
                             failure.what());
@@ -112,7 +141,54 @@ std::unique_ptr<ReplicationServer> ReplicationServer::Bind(const std::string& en
     return server;
 }
 
+void ReplicationServer::OpenSockets() {
+    publisher_ = zmq::socket_t(context_, zmq::socket_type::xpub);
+    snapshots_ = zmq::socket_t(context_, zmq::socket_type::router);
+    PrepareSocket(publisher_, {kPublishQueue, kInboundQueue, kLargestRequest}, endpoint_);
+    PrepareSocket(snapshots_, {kSnapshotQueue, kInboundQueue, kLargestRequest}, endpoint_);
+    // Subscriptions come to the program, which takes only the one the joiners use.
+    publisher_.set(zmq::sockopt::xpub_manual, 1);
+    for (zmq::socket_t* socket : {&publisher_, &snapshots_}) {
+        if (keys_) {
+            socket->set(zmq::sockopt::curve_server, 1);
+            socket->set(zmq::sockopt::curve_secretkey, keys_->secretKey);
+        }
+    }
+    monitor_ = std::make_unique<PeerMonitor>();
+    monitor_->init(publisher_, fmt::format("inproc://publisher-events-{}", ++monitors_),
+                   ZMQ_EVENT_ACCEPTED | ZMQ_EVENT_DISCONNECTED |
+                       ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL | ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL |
+                       ZMQ_EVENT_HANDSHAKE_FAILED_AUTH);
+    BindRetrying(publisher_, endpoint_);
+    BindRetrying(snapshots_, snapshotEndpoint_);
+}
+
+void ReplicationServer::CloseSockets() {
+    monitor_.reset();
+    for (zmq::socket_t* socket : {&publisher_, &snapshots_}) {
+        socket->set(zmq::sockopt::linger, 0);
+        socket->close();
+    }
+}
+
 void ReplicationServer::Service() {
+    if (handshakes_) {
+        handshakes_->Service();
+        if (handshakes_->TakeRevocation()) {
+            // A handshake is checked once: every connection is closed, and those
+            // still in the allow-list come back by themselves.
+            CloseSockets();
+            try {
+                OpenSockets();
+            } catch (const zmq::error_t& failure) {
+                kep::Error()("kep-host: cannot serve at {} again: {}", endpoint_, failure.what());
+                return;
+            }
+        }
+    }
+    if (!monitor_) {
+        return;
+    }
     while (monitor_->check_event(0)) {
     }
     stats_.peers = monitor_->peers();
@@ -122,37 +198,36 @@ void ReplicationServer::Service() {
     if (failed > 0 && failed >= 2 * failedLogged_) {
         kep::Warning()(
             "kep-host: {} handshake(s) with peers failed so far: they hold no CURVE "
-            "keys, or other ones than this server's --curve-keys",
+            "keys, keys not in the allow-list, or another server's key",
             failed);
         failedLogged_ = failed;
     }
-    if (!authentication_) {
-        return;
-    }
-    // Each request: version, request id, domain, address, identity, mechanism, key.
-    std::vector<zmq::message_t> request;
-    while (zmq::recv_multipart(authentication_, std::back_inserter(request),
-                               zmq::recv_flags::dontwait)) {
-        // Every request is answered, as its socket requires; one that is not whole
-        // (ZeroMQ sends only whole ones) is refused.
-        const bool allowed = request.size() >= 7 && request[5].to_string_view() == "CURVE" &&
-                             request[6].to_string_view() == clientKey_;
-        const zmq::const_buffer requestId = request.size() > 1
-                                                ? zmq::buffer(request[1].data(), request[1].size())
-                                                : zmq::const_buffer();
-        const std::array<zmq::const_buffer, 6> reply{
-            zmq::str_buffer("1.0"),
-            requestId,
-            zmq::buffer(allowed ? std::string_view("200") : std::string_view("400")),
-            zmq::buffer(allowed ? std::string_view("OK") : std::string_view("unknown key")),
-            zmq::str_buffer(""),
-            zmq::str_buffer("")};
-        zmq::send_multipart(authentication_, reply);
-        request.clear();
+    TakeSubscriptions();
+}
+
+void ReplicationServer::TakeSubscriptions() {
+    zmq::message_t message;
+    for (int taken = 0;
+         taken < kMostSubscriptions && publisher_.recv(message, zmq::recv_flags::dontwait);
+         ++taken) {
+        // 1 then a prefix subscribes, 0 then a prefix unsubscribes. Joiners take the
+        // whole stream (the empty prefix); any other prefix would cost memory for
+        // nothing and is dropped.
+        const auto bytes = message.data<std::uint8_t>();
+        if (message.size() == 1 && (bytes[0] == 0 || bytes[0] == 1)) {
+            if (bytes[0] == 1) {
+                publisher_.set(zmq::sockopt::subscribe, "");
+            } else {
+                publisher_.set(zmq::sockopt::unsubscribe, "");
+            }
+        }
     }
 }
 
 void ReplicationServer::Publish(FrameKind kind, std::span<const std::uint8_t> payload) {
+    if (!publisher_) {
+        return;
+    }
     const auto message =
         EncodeFrame({kind, PayloadOrder::Little, epoch_, stats_.sequence, 0}, payload);
     // A publisher never blocks: at a peer's queue limit the message is dropped for it.
@@ -168,44 +243,69 @@ void ReplicationServer::PublishBatch(std::span<const std::uint8_t> payload) {
 
 void ReplicationServer::KeepAlive() {
     if (std::chrono::steady_clock::now() - lastPublished_ >= kHeartbeatPeriod) {
-        Publish(FrameKind::Heartbeat, {});
+        Publish(ended_ ? FrameKind::End : FrameKind::Heartbeat, {});
     }
 }
 
 void ReplicationServer::PublishEnd() {
+    ended_ = true;
     Publish(FrameKind::End, {});
 }
 
-int ReplicationServer::AnswerSnapshotRequests(
-    const std::function<std::vector<std::uint8_t>()>& makeSnapshot) {
-    std::vector<std::uint8_t> snapshot;
+bool ReplicationServer::MayAnswer(const std::string& peer,
+                                  std::chrono::steady_clock::time_point now) {
+    std::erase_if(lastAnswered_,
+                  [&](const auto& entry) { return now - entry.second >= kAnswerInterval; });
+    return lastAnswered_.try_emplace(peer, now).second;
+}
+
+int ReplicationServer::AnswerSnapshotRequests(const std::function<Snapshot()>& makeSnapshot) {
+    if (!snapshots_) {
+        return 0;
+    }
+    std::optional<std::vector<std::uint8_t>> state;
+    std::vector<SourceSetting> settings;
     int answered = 0;
     std::vector<zmq::message_t> request;
+    const auto now = std::chrono::steady_clock::now();
     for (int received = 0;
-         received < kMaxRequestsPerCall &&
+         received < kMostRequestsRead && answered < kMostAnswers &&
          zmq::recv_multipart(snapshots_, std::back_inserter(request), zmq::recv_flags::dontwait);
-         ++received) {
-        // The peer's identity, then its request; anything else is not a request.
+         ++received, request.clear()) {
+        // The peer's routing id, then its request; anything else is not a request.
         std::string error;
         const auto frame =
             request.size() == 2
                 ? DecodeFrame({request[1].data<std::uint8_t>(), request[1].size()}, error)
                 : std::nullopt;
-        if (frame && frame->header.kind == FrameKind::SnapshotRequest) {
-            if (snapshot.empty()) {
-                snapshot = EncodeFrame(
-                    {FrameKind::Snapshot, PayloadOrder::Little, epoch_, stats_.sequence, 0},
-                    makeSnapshot());
-            }
-            const std::array<zmq::const_buffer, 2> reply{
-                zmq::buffer(request[0].data(), request[0].size()), zmq::buffer(snapshot)};
-            // An unroutable or full peer loses the answer and asks again.
-            (void)zmq::send_multipart(snapshots_, reply, zmq::send_flags::dontwait);
-            stats_.bytesSent += snapshot.size();
-            ++stats_.snapshotsSent;
-            ++answered;
+        const auto requestId = frame && frame->header.kind == FrameKind::SnapshotRequest
+                                   ? DecodeRequestId(frame->payload)
+                                   : std::nullopt;
+        if (!requestId) {
+            continue;
         }
-        request.clear();
+        if (!MayAnswer(PeerOf(request[0], request[1]), now)) {
+            ++stats_.requestsRefused;
+            continue;
+        }
+        if (!state) {
+            Snapshot snapshot = makeSnapshot();
+            state =
+                EncodeFrame({FrameKind::Snapshot, PayloadOrder::Little, epoch_, stats_.sequence, 0},
+                            snapshot.state);
+            settings = std::move(snapshot.settings);
+        }
+        const auto extra = EncodeFrame(
+            {FrameKind::SourceSettings, PayloadOrder::Little, epoch_, stats_.sequence, 0},
+            EncodeSourceSettings(*requestId, settings));
+        const std::array<zmq::const_buffer, 3> reply{
+            zmq::buffer(request[0].data(), request[0].size()), zmq::buffer(*state),
+            zmq::buffer(extra)};
+        // A peer gone, or not reading, loses the answer and asks again.
+        (void)zmq::send_multipart(snapshots_, reply, zmq::send_flags::dontwait);
+        stats_.bytesSent += state->size() + extra.size();
+        ++stats_.snapshotsSent;
+        ++answered;
     }
     return answered;
 }

@@ -3,9 +3,9 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -14,13 +14,22 @@
 
 #include "host/net/CurveKeys.h"
 #include "host/net/FrameHeader.h"
+#include "host/net/SourceSettings.h"
 
 namespace replication {
+
+class HandshakeHandler;
 
 // The serving side of replication: publishes each frame's batch to every joiner
 // and answers joiners' snapshot requests. Everything runs on the caller's thread
 // and nothing waits for a peer: a joiner too slow to take what is published loses
 // messages at its bounded queue, notices the gap and asks for a snapshot.
+//
+// What a peer can make the server hold is bounded: it accepts messages of at most
+// kLargestRequest bytes, a few dozen queued per peer; it offers one subscription
+// (the whole stream) and drops any other; it answers each peer (each joiner's key,
+// or each connection without keys) at most once per kAnswerInterval, and holds at
+// most kSnapshotQueue answers for a peer that does not read them.
 class ReplicationServer {
 public:
     struct Stats {
@@ -28,29 +37,42 @@ public:
         std::uint64_t sequence = 0;
         std::uint64_t bytesSent = 0;  // published, counted once per message
         std::uint64_t snapshotsSent = 0;
+        std::uint64_t requestsRefused = 0;  // asked again too soon
     };
 
+    // What answers a request: the sound system's snapshot and what it lacks.
+    struct Snapshot {
+        std::vector<std::uint8_t> state;
+        std::vector<SourceSetting> settings;
+    };
+
+    static constexpr std::int64_t kLargestRequest = 1024;
+    static constexpr auto kAnswerInterval = std::chrono::milliseconds(500);
+    static constexpr int kSnapshotQueue = 2;
+
     // Binds the publisher at the endpoint and the snapshot socket beside it; null,
-    // with the reason in `error`, if either cannot be bound. With keys, only
-    // joiners holding the joiners' key pair get through the handshake.
+    // with the reason in `error`, if either cannot be bound. With keys, only the
+    // joiners in the allow-list get through the handshake; without, anyone.
     static std::unique_ptr<ReplicationServer> Bind(const std::string& endpoint,
-                                                   const std::optional<CurveKeys>& keys,
-                                                   std::string& error);
+                                                   const ServerKeys* keys, std::string& error);
     ~ReplicationServer();
     ReplicationServer(const ReplicationServer&) = delete;
     ReplicationServer& operator=(const ReplicationServer&) = delete;
 
-    // Answers handshakes and notes connections; once per frame, before the rest.
+    // Answers handshakes, takes subscriptions and notes connections; once per
+    // frame, before the rest. A joiner removed from the allow-list is cut off here.
     void Service();
     // Publishes a batch as the next in sequence.
     void PublishBatch(std::span<const std::uint8_t> payload);
     // A heartbeat, if nothing was published for a while: it lets joiners notice a
-    // lost last batch and a restarted server even while nothing changes.
+    // lost last batch and a restarted server even while nothing changes. Once the
+    // run has ended, the end instead.
     void KeepAlive();
-    // Answers the requests waiting (up to a bounded number per call) with one
-    // snapshot, made only if there is a request; the number answered.
-    int AnswerSnapshotRequests(const std::function<std::vector<std::uint8_t>()>& makeSnapshot);
-    // Tells the joiners that the run has ended.
+    // Answers the requests waiting (a bounded number per call), with one snapshot
+    // made only if a request is to be answered; the number answered.
+    int AnswerSnapshotRequests(const std::function<Snapshot()>& makeSnapshot);
+    // Tells the joiners that the run has ended with the last batch published; it
+    // is told again with every heartbeat after.
     void PublishEnd();
 
     Stats stats() const { return stats_; }
@@ -58,19 +80,29 @@ public:
 
 private:
     class PeerMonitor;
-    ReplicationServer();
+    ReplicationServer(std::string endpoint, std::string snapshotEndpoint);
+    void OpenSockets();
+    void CloseSockets();
+    void TakeSubscriptions();
     void Publish(FrameKind kind, std::span<const std::uint8_t> payload);
+    // False if the peer was answered too recently.
+    bool MayAnswer(const std::string& peer, std::chrono::steady_clock::time_point now);
 
+    std::string endpoint_;
+    std::string snapshotEndpoint_;
+    std::optional<ServerKeys> keys_;
     zmq::context_t context_;
-    zmq::socket_t authentication_;  // the handshake handler, with keys only
+    std::unique_ptr<HandshakeHandler> handshakes_;  // with keys only
     zmq::socket_t publisher_;
     zmq::socket_t snapshots_;
     std::unique_ptr<PeerMonitor> monitor_;
-    std::string clientKey_;  // binary, 32 bytes, with keys only
+    int monitors_ = 0;
     std::uint64_t epoch_;
     Stats stats_;
     std::uint64_t failedLogged_ = 0;
+    bool ended_ = false;
     std::chrono::steady_clock::time_point lastPublished_;
+    std::map<std::string, std::chrono::steady_clock::time_point> lastAnswered_;
 };
 
 }  // namespace replication

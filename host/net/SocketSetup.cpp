@@ -1,21 +1,21 @@
 #include "host/net/SocketSetup.h"
 
-#include "host/net/FrameHeader.h"
+#include "host/net/Endpoint.h"
 
 namespace replication {
 
 namespace {
 
-constexpr int kQueueMessages = 1000;
 constexpr int kLingerMilliseconds = 500;
 
 }  // namespace
 
-void PrepareSocket(zmq::socket_t& socket) {
-    socket.set(zmq::sockopt::sndhwm, kQueueMessages);
-    socket.set(zmq::sockopt::rcvhwm, kQueueMessages);
-    socket.set(zmq::sockopt::maxmsgsize, static_cast<std::int64_t>(kMaxFrameSize));
+void PrepareSocket(zmq::socket_t& socket, const SocketBudget& budget, const std::string& endpoint) {
+    socket.set(zmq::sockopt::sndhwm, budget.sendQueue);
+    socket.set(zmq::sockopt::rcvhwm, budget.receiveQueue);
+    socket.set(zmq::sockopt::maxmsgsize, budget.largest);
     socket.set(zmq::sockopt::linger, kLingerMilliseconds);
+    socket.set(zmq::sockopt::ipv6, IsIpv6(endpoint) ? 1 : 0);
 }
 
 }  // namespace replication

@@ -21,7 +21,7 @@ TEST(FrameHeader, IsWrittenAsDocumented) {
     const auto frame = EncodeFrame(
         {FrameKind::Snapshot, PayloadOrder::Big, 0x0102030405060708, 0x1122, 0}, payload);
     const std::vector<std::uint8_t> expected{
-        'K',  'E',  'P',  'R',  1,    2,    1,    0,     // magic, version, kind, order, reserved
+        'K',  'E',  'P',  'R',  2,    2,    1,    0,     // magic, version, kind, order, reserved
         0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01,  // epoch
         0x22, 0x11, 0,    0,    0,    0,    0,    0,     // sequence
         2,    0,    0,    0,    0xAA, 0xBB};             // payload length, payload
@@ -42,9 +42,9 @@ TEST(FrameHeader, RefusesWhatDoesNotCheck) {
         const char* error;
     } damages[] = {
         {0, 'X', "not a replication frame (bad magic)"},
-        {4, 2, "version 2, expected 1"},
+        {4, 1, "version 1, expected 2"},
         {5, 0, "unknown kind 0, byte order 0 or reserved byte 0"},
-        {5, 6, "unknown kind 6, byte order 0 or reserved byte 0"},
+        {5, 7, "unknown kind 7, byte order 0 or reserved byte 0"},
         {6, 2, "unknown kind 1, byte order 2 or reserved byte 0"},
         {7, 1, "unknown kind 1, byte order 0 or reserved byte 1"},
         {24, 1, "payload of 0 bytes, the header says 1"},
@@ -65,20 +65,32 @@ TEST(FrameHeader, RefusesWhatDoesNotCheck) {
 }
 
 // A feed whose plug-in notes what it applied ("s5" a snapshot at 5, "b6" a batch)
-// and refuses payloads that are {0xFF}.
+// and refuses payloads that are {0xFF}; it holds at most 4 batches or 8 bytes.
 struct RecordingFeed {
     std::vector<std::string> applied;
     replication::ReplicaFeed feed{
-        [this](const FrameHeader& header, auto payload) {
-            applied.push_back((header.kind == FrameKind::Snapshot ? "s" : "b") +
-                              std::to_string(header.sequence));
-            return payload.empty() || payload[0] != 0xFF;
+        [this](const replication::ReplicaFeed::Frame& frame) {
+            applied.push_back((frame.header.kind == FrameKind::Snapshot ? "s" : "b") +
+                              std::to_string(frame.header.sequence));
+            return frame.payload.empty() || frame.payload[0] != 0xFF;
         },
-        4};
+        {4, 8}};
+    std::uint64_t asked = 0;
 
     void Send(FrameKind kind, std::uint64_t sequence, std::uint64_t epoch = 7,
               std::vector<std::uint8_t> payload = {}) {
         feed.Receive({kind, PayloadOrder::Little, epoch, sequence, 0}, payload);
+    }
+    // Asks for a snapshot and receives the answer.
+    void Snapshot(std::uint64_t sequence, std::uint64_t epoch = 7,
+                  std::vector<std::uint8_t> payload = {}) {
+        asked = feed.NewRequest();
+        Answer(asked, sequence, epoch, payload);
+    }
+    void Answer(std::uint64_t request, std::uint64_t sequence, std::uint64_t epoch = 7,
+                std::vector<std::uint8_t> payload = {}) {
+        feed.ReceiveSnapshot({FrameKind::Snapshot, PayloadOrder::Little, epoch, sequence, 0},
+                             payload, request, {});
     }
 };
 
@@ -88,7 +100,7 @@ TEST(ReplicaFeed, AppliesASnapshotThenTheBatchesAfterIt) {
     joiner.Send(FrameKind::Batch, 4);  // arrives before the snapshot: held
     joiner.Send(FrameKind::Batch, 5);
     joiner.Send(FrameKind::Batch, 6);
-    joiner.Send(FrameKind::Snapshot, 4);
+    joiner.Snapshot(4);
     joiner.Send(FrameKind::Batch, 6);  // already applied
     joiner.Send(FrameKind::Batch, 7);
     joiner.Send(FrameKind::Heartbeat, 7);
@@ -96,8 +108,6 @@ TEST(ReplicaFeed, AppliesASnapshotThenTheBatchesAfterIt) {
     EXPECT_FALSE(joiner.feed.waiting());
     EXPECT_EQ(joiner.feed.sequence(), 7u);
     EXPECT_EQ(joiner.feed.resyncs(), 0u);
-    EXPECT_FALSE(joiner.feed.ended());
-    joiner.Send(FrameKind::End, 7, 8);  // another run's end
     EXPECT_FALSE(joiner.feed.ended());
     joiner.Send(FrameKind::End, 7);
     EXPECT_TRUE(joiner.feed.ended());
@@ -116,48 +126,114 @@ TEST(ReplicaFeed, LosesStepAndCatchesUpBySnapshot) {
         {"an unreadable batch", FrameKind::Batch, 3, 7, {0xFF}},
         {"a heartbeat past the last batch", FrameKind::Heartbeat, 3, 7, {}},
         {"a heartbeat of another run", FrameKind::Heartbeat, 2, 9, {}},
+        {"an end past the last batch", FrameKind::End, 3, 7, {}},
+        {"the end of another run", FrameKind::End, 2, 9, {}},
     };
     for (const auto& loss : losses) {
         SCOPED_TRACE(loss.name);
         RecordingFeed joiner;
-        joiner.Send(FrameKind::Snapshot, 2);
+        joiner.Snapshot(2);
         joiner.Send(loss.kind, loss.sequence, loss.epoch, loss.payload);
         EXPECT_TRUE(joiner.feed.waiting());
+        EXPECT_FALSE(joiner.feed.ended());
         EXPECT_EQ(joiner.feed.resyncs(), 1u);
         joiner.Send(FrameKind::Batch, 4, 7);  // lost step: only held
-        joiner.Send(FrameKind::Snapshot, 3, 7);
+        joiner.Snapshot(3, 7);
         EXPECT_FALSE(joiner.feed.waiting());
         EXPECT_EQ(joiner.applied.back(), "b4");
     }
 }
 
+TEST(ReplicaFeed, EndsOnlyInStepWithTheLastBatch) {
+    // The last two batches swapped on the way: the end finds the feed out of step,
+    // and it ends once a snapshot has brought it to the last batch.
+    RecordingFeed swapped;
+    swapped.Snapshot(2);
+    swapped.Send(FrameKind::Batch, 4);
+    swapped.Send(FrameKind::Batch, 3);
+    swapped.Send(FrameKind::End, 4);
+    EXPECT_FALSE(swapped.feed.ended());
+    EXPECT_EQ(swapped.feed.endSequence(), 4u);
+    swapped.Snapshot(4);
+    EXPECT_TRUE(swapped.feed.ended());
+    EXPECT_EQ(swapped.applied, (std::vector<std::string>{"s2", "s4"}));
+
+    // A lost end: the next one, repeated by the server, ends it.
+    RecordingFeed lost;
+    lost.Snapshot(2);
+    lost.Send(FrameKind::Batch, 3);
+    lost.Send(FrameKind::End, 3);
+    EXPECT_TRUE(lost.feed.ended());
+
+    // Never in step when the run ends: it still gets there by a snapshot.
+    RecordingFeed late;
+    late.Send(FrameKind::End, 9);
+    EXPECT_FALSE(late.feed.ended());
+    late.Snapshot(9);
+    EXPECT_TRUE(late.feed.ended());
+}
+
+TEST(ReplicaFeed, AppliesOnlyTheAnswerToItsLatestRequest) {
+    RecordingFeed joiner;
+    joiner.Answer(0, 3);  // never asked for
+    const std::uint64_t first = joiner.feed.NewRequest();
+    const std::uint64_t second = joiner.feed.NewRequest();
+    joiner.Answer(first, 4);  // superseded
+    EXPECT_TRUE(joiner.feed.waiting());
+    joiner.Answer(second, 5);
+    joiner.Answer(second, 6);  // the feed is in step: a second answer changes nothing
+    EXPECT_EQ(joiner.applied, (std::vector<std::string>{"s5"}));
+    EXPECT_EQ(joiner.feed.sequence(), 5u);
+}
+
 TEST(ReplicaFeed, WaitsForASnapshotThatJoinsUpWithTheHeldBatches) {
     RecordingFeed joiner;
     joiner.Send(FrameKind::Batch, 9);
-    joiner.Send(FrameKind::Snapshot, 7);             // batch 8 is missing between them
-    joiner.Send(FrameKind::Snapshot, 8, 7, {0xFF});  // unreadable
+    joiner.Snapshot(7);             // batch 8 is missing between them
+    joiner.Snapshot(8, 7, {0xFF});  // unreadable
     EXPECT_TRUE(joiner.feed.waiting());
     EXPECT_EQ(joiner.applied, (std::vector<std::string>{"s8"}));
     // More batches than are held: the oldest go, and the snapshot covers them.
     for (std::uint64_t sequence = 10; sequence <= 14; ++sequence) {
         joiner.Send(FrameKind::Batch, sequence);
     }
-    joiner.Send(FrameKind::Snapshot, 13);
-    joiner.Send(FrameKind::Snapshot, 14);  // answers an older request: ignored
+    joiner.Snapshot(13);
     EXPECT_EQ(joiner.applied, (std::vector<std::string>{"s8", "s13", "b14"}));
     EXPECT_FALSE(joiner.feed.waiting());
+}
+
+TEST(ReplicaFeed, HoldsBatchesWithinItsBytes) {
+    RecordingFeed joiner;
+    joiner.Send(FrameKind::Batch, 3, 7, std::vector<std::uint8_t>(5));
+    joiner.Send(FrameKind::Batch, 4, 7, std::vector<std::uint8_t>(5));  // 10 bytes: 3 goes
+    joiner.Snapshot(2);
+    EXPECT_TRUE(joiner.feed.waiting());  // batch 3 is missing: ask again
+    joiner.Snapshot(3);
+    EXPECT_EQ(joiner.applied, (std::vector<std::string>{"s3", "b4"}));
+
+    RecordingFeed large;
+    large.Send(FrameKind::Batch, 3, 7, std::vector<std::uint8_t>(9));  // more than all: dropped
+    large.Snapshot(2);
+    EXPECT_EQ(large.applied, (std::vector<std::string>{"s2"}));
 }
 
 TEST(ReplicaFeed, SurvivesRandomFrames) {
     RecordingFeed joiner;
     std::mt19937_64 random(1);
     for (int i = 0; i < 100000; ++i) {
-        joiner.Send(static_cast<FrameKind>(1 + random() % 5), random() % 8, 7 + random() % 2,
-                    {static_cast<std::uint8_t>(random() % 2 ? 0 : 0xFF)});
+        const auto kind = static_cast<FrameKind>(1 + random() % 6);
+        const std::uint64_t sequence = random() % 8, epoch = 7 + random() % 2;
+        const std::vector<std::uint8_t> payload{static_cast<std::uint8_t>(random() % 2 ? 0 : 0xFF)};
+        if (kind == FrameKind::Snapshot) {
+            joiner.Answer(random() % 2 ? joiner.feed.NewRequest() : random() % 4, sequence, epoch,
+                          payload);
+        } else {
+            joiner.Send(kind, sequence, epoch, payload);
+        }
     }
     // Whatever came before, a snapshot and the batches after it bring it in step.
     joiner.Send(FrameKind::Batch, 101, 3);
-    joiner.Send(FrameKind::Snapshot, 100, 3);
+    joiner.Snapshot(100, 3);
     EXPECT_FALSE(joiner.feed.waiting());
     EXPECT_EQ(joiner.feed.sequence(), 101u);
 }

@@ -1,0 +1,72 @@
+#include "host/net/HandshakeHandler.h"
+
+#include <array>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+#include <zmq_addon.hpp>
+
+#include "kep/Messages.h"
+
+namespace replication {
+
+namespace {
+
+// ZeroMQ's well-known address of the handshake handler.
+constexpr const char* kEndpoint = "inproc://zeromq.zap.01";
+// Requests taken per call; the rest wait in the socket's queue.
+constexpr int kMostRequestsPerCall = 256;
+
+}  // namespace
+
+HandshakeHandler::HandshakeHandler(zmq::context_t& context, AllowList allowList)
+    : socket_(context, zmq::socket_type::rep), allowList_(std::move(allowList)) {
+    socket_.set(zmq::sockopt::linger, 0);
+    socket_.bind(kEndpoint);
+}
+
+void HandshakeHandler::Service() {
+    for (const std::string& name : allowList_.Refresh()) {
+        if (admitted_.erase(name) > 0) {
+            kep::Info()("kep-host: joiner {} was removed from the allow-list; cutting it off",
+                        name);
+            revoked_ = true;
+        }
+    }
+    // Each request: version, request id, domain, address, routing id, mechanism, key.
+    std::vector<zmq::message_t> request;
+    for (int taken = 0;
+         taken < kMostRequestsPerCall &&
+         zmq::recv_multipart(socket_, std::back_inserter(request), zmq::recv_flags::dontwait);
+         ++taken) {
+        // Every request is answered, as its socket requires; one that is not whole
+        // (ZeroMQ sends only whole ones) is refused.
+        const std::string* joiner = request.size() >= 7 && request[5].to_string_view() == "CURVE"
+                                        ? allowList_.Find(request[6].to_string_view())
+                                        : nullptr;
+        if (joiner && admitted_.insert(*joiner).second) {
+            kep::Debug()("kep-host: joiner {} connected from {}", *joiner,
+                         request[3].to_string_view());
+        }
+        const zmq::const_buffer requestId = request.size() > 1
+                                                ? zmq::buffer(request[1].data(), request[1].size())
+                                                : zmq::const_buffer();
+        const std::array<zmq::const_buffer, 6> reply{
+            zmq::str_buffer("1.0"),
+            requestId,
+            zmq::buffer(joiner ? std::string_view("200") : std::string_view("400")),
+            zmq::buffer(joiner ? std::string_view("OK")
+                               : std::string_view("not in the allow-list")),
+            zmq::buffer(joiner ? std::string_view(*joiner) : std::string_view()),
+            zmq::str_buffer("")};
+        zmq::send_multipart(socket_, reply);
+        request.clear();
+    }
+}
+
+bool HandshakeHandler::TakeRevocation() {
+    return std::exchange(revoked_, false);
+}
+
+}  // namespace replication

@@ -1,0 +1,122 @@
+#include "host/net/JoinerDataManager.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "host/net/PayloadCheck.h"
+#include "kep/Messages.h"
+
+namespace {
+
+// Whether `path` is `root` or below it; both resolved.
+bool Inside(const std::filesystem::path& path, const std::filesystem::path& root) {
+    const auto [rootEnd, pathAt] =
+        std::mismatch(root.begin(), root.end(), path.begin(), path.end());
+    return rootEnd == root.end();
+}
+
+}  // namespace
+
+JoinerDataManager::JoinerDataManager(const std::vector<std::filesystem::path>& roots,
+                                     std::uintmax_t largestFile)
+    : largestFile_(largestFile) {
+    for (const auto& root : roots) {
+        std::error_code error;
+        auto resolved = std::filesystem::canonical(root, error);
+        if (error || !std::filesystem::is_directory(resolved, error)) {
+            kep::Warning()("kep-host: data folder {}: not found; no sound is looked for there",
+                           root.string());
+            continue;
+        }
+        rootList_ += (rootList_.empty() ? "" : ", ") + resolved.string();
+        roots_.push_back(std::move(resolved));
+    }
+}
+
+std::string JoinerDataManager::GetFilePath(std::string_view fileName) const {
+    if (fileName.empty()) {
+        return {};
+    }
+    if (fileName.size() > replication::kLongestName) {
+        std::lock_guard lock(mutex_);
+        if (!reportedLong_) {
+            reportedLong_ = true;
+            kep::Warning()("kep-host: refused a sound file name of {} bytes (at most {})",
+                           fileName.size(), replication::kLongestName);
+        }
+        return {};
+    }
+    // The name's components after its root, of which the last few are tried.
+    const std::filesystem::path relative = std::filesystem::path(fileName).relative_path();
+    std::vector<std::filesystem::path> parts(relative.begin(), relative.end());
+    if (parts.size() > kMostComponents) {
+        parts.erase(parts.begin(), parts.end() - kMostComponents);
+    }
+    std::string refusal;
+    for (std::size_t first = 0; first < parts.size(); ++first) {
+        std::filesystem::path tail;
+        bool climbs = false;  // a tail never reaches above its folder
+        for (std::size_t i = first; i < parts.size(); ++i) {
+            tail /= parts[i];
+            climbs = climbs || parts[i] == "..";
+        }
+        if (climbs) {
+            continue;
+        }
+        if (std::string path = Find(tail, refusal); !path.empty()) {
+            return path;
+        }
+    }
+    Report(fileName, refusal);
+    return {};
+}
+
+std::string JoinerDataManager::Find(const std::filesystem::path& tail, std::string& refusal) const {
+    for (const auto& root : roots_) {
+        std::error_code error;
+        const auto path = std::filesystem::canonical(root / tail, error);
+        if (error) {
+            continue;
+        }
+        if (!Inside(path, root)) {
+            refusal = fmt::format("{} leads out of the data folder {}", (root / tail).string(),
+                                  root.string());
+            continue;
+        }
+        const auto status = std::filesystem::status(path, error);
+        if (error || !std::filesystem::is_regular_file(status)) {
+            continue;
+        }
+        const std::uintmax_t size = std::filesystem::file_size(path, error);
+        if (error || size > largestFile_) {
+            refusal =
+                fmt::format("{} is {:.1f} MB, more than the {:.1f} MB allowed (--max-sound-mb)",
+                            path.string(), static_cast<double>(size) / (1 << 20),
+                            static_cast<double>(largestFile_) / (1 << 20));
+            continue;
+        }
+        return path.string();
+    }
+    return {};
+}
+
+void JoinerDataManager::Report(std::string_view fileName, const std::string& refusal) const {
+    std::lock_guard lock(mutex_);
+    if (reported_.size() < kMostReported) {
+        if (!reported_.emplace(fileName).second) {
+            return;
+        }
+        if (refusal.empty()) {
+            kep::Warning()("kep-host: no file {} under the data folders ({})", fileName,
+                           rootList_.empty() ? "none" : rootList_);
+        } else {
+            kep::Warning()("kep-host: refused {}: {}", fileName, refusal);
+        }
+    } else if (!reportedMore_) {
+        reportedMore_ = true;
+        kep::Warning()(
+            "kep-host: more sound files were not found or refused{}; they are no longer named",
+            refusal.empty() ? "" : fmt::format(" ({})", refusal));
+    }
+}
