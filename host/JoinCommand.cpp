@@ -55,6 +55,7 @@ struct JoinOptions {
     bool insecure = false;
     std::filesystem::path stateOut;
     std::uintmax_t maxSoundMb = 64;
+    std::uintmax_t maxSoundsMb = 1024;
     std::size_t maxBatchKb = 1024;
     std::size_t maxSnapshotMb = 16;
 };
@@ -305,6 +306,16 @@ std::optional<Replica> StartReplica(HostContext& context) {
     return replica;
 }
 
+// Bytes of PCM in the sounds the sound system holds.
+std::uintmax_t LoadedBytes(kep::ISoundInspector& inspector) {
+    std::uintmax_t total = 0;
+    for (const std::string& name : inspector.ListSounds()) {
+        kep::SoundDescription sound;
+        total += inspector.DescribeSound(name, sound) ? sound.byteSize : 0;
+    }
+    return total;
+}
+
 // Writes what the device recorded; the exit status.
 int SaveRecording(const WaveWriterSetup& writer, const std::filesystem::path& output) {
     WaveData heard;
@@ -360,9 +371,6 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
             "opens",
             options.endpoint);
     }
-    kep::SetDataManager(std::make_shared<JoinerDataManager>(
-        options.dataRoots.empty() ? std::vector<std::filesystem::path>{"."} : options.dataRoots,
-        options.maxSoundMb << 20));
     std::unique_ptr<WaveWriterSetup> writer;
     if (!options.output.empty() && !(writer = WaveWriterSetup::Create(kSampleRate, error))) {
         PrintError("kep-host: {}\n", error);
@@ -377,10 +385,15 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
     if (!replica) {
         return kExitFailed;
     }
+    kep::SetDataManager(std::make_shared<replication::JoinerDataManager>(
+        options.dataRoots.empty() ? std::vector<std::filesystem::path>{"."} : options.dataRoots,
+        replication::JoinerDataManager::Limits{options.maxSoundMb << 20, options.maxSoundsMb << 20},
+        [inspector = replica->inspector] { return LoadedBytes(*inspector); }));
     Print("Joining {}\n", options.endpoint);
     std::fflush(stdout);
     Joiner joiner(context, options, *replica, *client, std::move(cameraScene));
     const int status = joiner.Run(*camera);
+    kep::SetDataManager(nullptr);  // it reads the replica, which goes before the program ends
     if (!options.stateOut.empty() &&
         !WriteState(options.stateOut, DescribeState(*replica->sound, *replica->inspector), error)) {
         PrintError("kep-host: {}\n", error);
@@ -443,6 +456,12 @@ CommandRun AddJoinCommand(CLI::App& app) {
     command
         ->add_option("--max-sound-mb", options->maxSoundMb,
                      "the largest sound file opened, in MiB (default: 64)")
+        ->check(CLI::Range(1, 1 << 20))
+        ->type_name("MB");
+    command
+        ->add_option("--max-sounds-mb", options->maxSoundsMb,
+                     "the most PCM all sounds loaded may hold, in MiB (default: 1024): "
+                     "past it, no more are loaded")
         ->check(CLI::Range(1, 1 << 20))
         ->type_name("MB");
     command

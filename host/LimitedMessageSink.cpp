@@ -10,7 +10,29 @@ std::shared_ptr<LimitedMessageSink> LimitedMessageSink::Install() {
     return sink;
 }
 
-void LimitedMessageSink::write(kep::MessageLevel level, std::string_view line) {
+namespace {
+
+// A line may hold names a peer chose: control characters (a line end, a
+// terminal's escape) are shown as \xNN, so that they cannot forge lines or
+// command the terminal.
+std::string Printable(std::string_view line) {
+    std::string shown;
+    shown.reserve(line.size());
+    for (const char c : line) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte < 0x20 && c != '\t') || byte == 0x7F) {
+            fmt::format_to(std::back_inserter(shown), "\\x{:02X}", byte);
+        } else {
+            shown += c;
+        }
+    }
+    return shown;
+}
+
+}  // namespace
+
+void LimitedMessageSink::write(kep::MessageLevel level, std::string_view original) {
+    const std::string line = Printable(original);
     std::lock_guard lock(mutex_);
     if (!next_) {
         return;

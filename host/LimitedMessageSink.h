@@ -10,7 +10,8 @@
 // Passes at most a few dozen log lines a second to the sink behind it, so that
 // a peer or a file that makes the sound system log once per record cannot fill a
 // log: the rest are counted and summed up in one line once their second is over.
-// Debug lines, which a user asks for, all pass.
+// Debug lines, which a user asks for, all pass. Control characters in a line are
+// shown escaped.
 class LimitedMessageSink final : public kep::MessageSink {
 public:
     static constexpr int kLinesPerSecond = 40;

@@ -11,7 +11,7 @@ packages=(
   libopenscenegraph-dev
   libfmt-dev
   libcli11-dev nlohmann-json3-dev
-  libzmq3-dev cppzmq-dev
+  libzmq3-dev cppzmq-dev libsodium-dev
   googletest libgtest-dev libgmock-dev
   libbenchmark-dev
   clang libclang-rt-14-dev

@@ -11,10 +11,11 @@ namespace replication {
 
 namespace {
 
-// Removing a key takes effect within this, plus the time to close connections.
-constexpr auto kCheckPeriod = std::chrono::milliseconds(250);
 // A key file rewritten in place leaves the folder's time alone: read it all anyway.
 constexpr auto kReadPeriod = std::chrono::seconds(5);
+// A folder's time has the file system's coarse resolution: two changes within
+// this may leave the same time, so a folder changed as recently is read again.
+constexpr auto kTimeResolution = std::chrono::seconds(1);
 constexpr std::string_view kSuffix = ".pub";
 // More joiners than this are not read: the folder is not what it should be.
 constexpr std::size_t kMostJoiners = 100000;
@@ -37,14 +38,19 @@ std::optional<AllowList> AllowList::Open(const std::filesystem::path& folder, st
     return list;
 }
 
-std::vector<std::string> AllowList::Refresh() {
+std::vector<std::string> AllowList::Refresh(std::chrono::milliseconds interval) {
     const auto now = std::chrono::steady_clock::now();
-    if (now - checked_ < kCheckPeriod) {
+    if (now - checked_ < interval) {
         return {};
     }
     checked_ = now;
+    // Unchanged since a read made well after the change it saw: nothing to read.
     const auto modified = folder_.Modified();
-    if (modified && modified_ && *modified == *modified_ && now - read_ < kReadPeriod) {
+    const auto readAfterChange =
+        modified ? readAt_ - std::chrono::system_clock::from_time_t(modified->tv_sec)
+                 : std::chrono::system_clock::duration{};
+    if (modified && modified_ && *modified == *modified_ && readAfterChange > kTimeResolution &&
+        now - read_ < kReadPeriod) {
         return {};
     }
     const auto before = keysByName_;
@@ -62,6 +68,7 @@ std::vector<std::string> AllowList::Refresh() {
 void AllowList::Read() {
     modified_ = folder_.Modified();
     read_ = std::chrono::steady_clock::now();
+    readAt_ = std::chrono::system_clock::now();
     namesByKey_.clear();
     keysByName_.clear();
     for (const std::string& file : folder_.List(kSuffix)) {
@@ -78,10 +85,19 @@ void AllowList::Read() {
             }
             continue;
         }
-        faultsReported_.erase(file);
         std::string binary(32, '\0');
         zmq_z85_decode(reinterpret_cast<std::uint8_t*>(binary.data()), key->c_str());
-        namesByKey_.emplace(binary, name);
+        const auto [other, added] = namesByKey_.emplace(binary, name);
+        if (!added) {
+            if (faultsReported_.size() < kMostJoiners && faultsReported_.insert(file).second) {
+                kep::Warning()(
+                    "kep-host: joiner {} has the key of joiner {}: it gets in as {}, and "
+                    "removing {} does not revoke that key",
+                    name, other->second, other->second, file);
+            }
+            continue;
+        }
+        faultsReported_.erase(file);
         keysByName_.emplace(name, std::move(binary));
     }
 }

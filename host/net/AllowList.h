@@ -20,9 +20,10 @@ class AllowList {
 public:
     static std::optional<AllowList> Open(const std::filesystem::path& folder, std::string& error);
 
-    // Reads the folder again when its entries have changed, and now and then in
-    // any case; the names of the joiners whose keys were removed or replaced.
-    std::vector<std::string> Refresh();
+    // Reads the folder again, at most once per `interval`, when its entries have
+    // changed, and now and then in any case; the names of the joiners whose keys
+    // were removed or replaced.
+    std::vector<std::string> Refresh(std::chrono::milliseconds interval);
     // The name of the joiner with this public key (32 bytes, binary), or null.
     const std::string* Find(std::string_view publicKey) const;
     std::size_t size() const { return namesByKey_.size(); }
@@ -38,6 +39,7 @@ private:
     std::optional<timespec> modified_;
     std::chrono::steady_clock::time_point checked_;
     std::chrono::steady_clock::time_point read_;
+    std::chrono::system_clock::time_point readAt_;
     std::set<std::string> faultsReported_;
 };
 

@@ -17,6 +17,11 @@ namespace {
 constexpr const char* kEndpoint = "inproc://zeromq.zap.01";
 // Requests taken per call; the rest wait in the socket's queue.
 constexpr int kMostRequestsPerCall = 256;
+// Removing a key takes effect within this, plus the time to close connections.
+constexpr auto kCheckPeriod = std::chrono::milliseconds(250);
+// A joiner refused at its handshake does not try again, so an unknown key has the
+// allow-list read again first (at most this often): one just added gets in.
+constexpr auto kUnknownKeyCheckPeriod = std::chrono::milliseconds(20);
 
 }  // namespace
 
@@ -26,14 +31,30 @@ HandshakeHandler::HandshakeHandler(zmq::context_t& context, AllowList allowList)
     socket_.bind(kEndpoint);
 }
 
-void HandshakeHandler::Service() {
-    for (const std::string& name : allowList_.Refresh()) {
+void HandshakeHandler::Refresh(std::chrono::milliseconds interval) {
+    for (const std::string& name : allowList_.Refresh(interval)) {
         if (admitted_.erase(name) > 0) {
             kep::Info()("kep-host: joiner {} was removed from the allow-list; cutting it off",
                         name);
-            revoked_ = true;
+            revoked_.insert(name);
         }
     }
+}
+
+const std::string* HandshakeHandler::Admit(std::string_view publicKey) {
+    const std::string* joiner = allowList_.Find(publicKey);
+    if (!joiner) {
+        Refresh(kUnknownKeyCheckPeriod);
+        joiner = allowList_.Find(publicKey);
+    }
+    if (joiner && admitted_.insert(*joiner).second) {
+        kep::Debug()("kep-host: joiner {} admitted", *joiner);
+    }
+    return joiner;
+}
+
+void HandshakeHandler::Service() {
+    Refresh(kCheckPeriod);
     // Each request: version, request id, domain, address, routing id, mechanism, key.
     std::vector<zmq::message_t> request;
     for (int taken = 0;
@@ -43,12 +64,8 @@ void HandshakeHandler::Service() {
         // Every request is answered, as its socket requires; one that is not whole
         // (ZeroMQ sends only whole ones) is refused.
         const std::string* joiner = request.size() >= 7 && request[5].to_string_view() == "CURVE"
-                                        ? allowList_.Find(request[6].to_string_view())
+                                        ? Admit(request[6].to_string_view())
                                         : nullptr;
-        if (joiner && admitted_.insert(*joiner).second) {
-            kep::Debug()("kep-host: joiner {} connected from {}", *joiner,
-                         request[3].to_string_view());
-        }
         const zmq::const_buffer requestId = request.size() > 1
                                                 ? zmq::buffer(request[1].data(), request[1].size())
                                                 : zmq::const_buffer();
@@ -65,8 +82,8 @@ void HandshakeHandler::Service() {
     }
 }
 
-bool HandshakeHandler::TakeRevocation() {
-    return std::exchange(revoked_, false);
+std::set<std::string> HandshakeHandler::TakeRevoked() {
+    return std::exchange(revoked_, {});
 }
 
 }  // namespace replication

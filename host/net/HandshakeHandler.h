@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <set>
 #include <string>
 
@@ -19,15 +20,19 @@ public:
 
     // Reads the allow-list again if it changed and answers the requests waiting.
     void Service();
-    // Whether a joiner that got in has been removed from the allow-list since the
-    // last call: its connections must be closed, since a handshake is checked once.
-    bool TakeRevocation();
+    // The joiners that got in and have been removed from the allow-list since the
+    // last call: their connections must be closed, since a handshake is checked once.
+    std::set<std::string> TakeRevoked();
 
 private:
+    // The joiner with this key, reading the allow-list again if need be.
+    const std::string* Admit(std::string_view publicKey);
+    void Refresh(std::chrono::milliseconds interval);
+
     zmq::socket_t socket_;
     AllowList allowList_;
     std::set<std::string> admitted_;
-    bool revoked_ = false;
+    std::set<std::string> revoked_;
 };
 
 }  // namespace replication

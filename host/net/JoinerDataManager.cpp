@@ -7,6 +7,8 @@
 #include "host/net/PayloadCheck.h"
 #include "kep/Messages.h"
 
+namespace replication {
+
 namespace {
 
 // Whether `path` is `root` or below it; both resolved.
@@ -18,9 +20,9 @@ bool Inside(const std::filesystem::path& path, const std::filesystem::path& root
 
 }  // namespace
 
-JoinerDataManager::JoinerDataManager(const std::vector<std::filesystem::path>& roots,
-                                     std::uintmax_t largestFile)
-    : largestFile_(largestFile) {
+JoinerDataManager::JoinerDataManager(const std::vector<std::filesystem::path>& roots, Limits limits,
+                                     LoadedBytes loadedBytes)
+    : limits_(limits), loadedBytes_(std::move(loadedBytes)) {
     for (const auto& root : roots) {
         std::error_code error;
         auto resolved = std::filesystem::canonical(root, error);
@@ -38,12 +40,12 @@ std::string JoinerDataManager::GetFilePath(std::string_view fileName) const {
     if (fileName.empty()) {
         return {};
     }
-    if (fileName.size() > replication::kLongestName) {
+    if (fileName.size() > kLongestName) {
         std::lock_guard lock(mutex_);
         if (!reportedLong_) {
             reportedLong_ = true;
             kep::Warning()("kep-host: refused a sound file name of {} bytes (at most {})",
-                           fileName.size(), replication::kLongestName);
+                           fileName.size(), kLongestName);
         }
         return {};
     }
@@ -54,6 +56,13 @@ std::string JoinerDataManager::GetFilePath(std::string_view fileName) const {
         parts.erase(parts.begin(), parts.end() - kMostComponents);
     }
     std::string refusal;
+    if (const std::uintmax_t loaded = loadedBytes_ ? loadedBytes_() : 0;
+        loaded >= limits_.mostLoaded) {
+        Report(fileName, fmt::format("the sounds loaded hold {:.2f} MiB, the most allowed "
+                                     "(--max-sounds-mb)",
+                                     static_cast<double>(loaded) / (1 << 20)));
+        return {};
+    }
     for (std::size_t first = 0; first < parts.size(); ++first) {
         std::filesystem::path tail;
         bool climbs = false;  // a tail never reaches above its folder
@@ -89,11 +98,11 @@ std::string JoinerDataManager::Find(const std::filesystem::path& tail, std::stri
             continue;
         }
         const std::uintmax_t size = std::filesystem::file_size(path, error);
-        if (error || size > largestFile_) {
+        if (error || size > limits_.largestFile) {
             refusal =
-                fmt::format("{} is {:.1f} MB, more than the {:.1f} MB allowed (--max-sound-mb)",
+                fmt::format("{} is {:.2f} MiB, more than the {:.2f} MiB allowed (--max-sound-mb)",
                             path.string(), static_cast<double>(size) / (1 << 20),
-                            static_cast<double>(largestFile_) / (1 << 20));
+                            static_cast<double>(limits_.largestFile) / (1 << 20));
             continue;
         }
         return path.string();
@@ -120,3 +129,5 @@ void JoinerDataManager::Report(std::string_view fileName, const std::string& ref
             refusal.empty() ? "" : fmt::format(" ({})", refusal));
     }
 }
+
+}  // namespace replication

@@ -55,6 +55,16 @@ std::string Reason(int error) {
     }
 }
 
+// Opening a link as a folder without following it fails as "not a folder".
+std::string FolderReason(int error, int base, const std::string& name) {
+    struct stat status {};
+    if (error == ENOTDIR && ::fstatat(base, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISLNK(status.st_mode)) {
+        return Reason(ELOOP);
+    }
+    return Reason(error);
+}
+
 bool IsZ85Key(std::string_view text) {
     std::array<std::uint8_t, 32> binary{};
     const std::string terminated(text);
@@ -87,8 +97,10 @@ KeyFolder& KeyFolder::operator=(KeyFolder&& other) noexcept {
     return *this;
 }
 
-std::optional<KeyFolder> KeyFolder::Open(const std::filesystem::path& folder, bool make,
+std::optional<KeyFolder> KeyFolder::Open(const std::filesystem::path& given, bool make,
                                          std::string& error) {
+    // "keys/" would follow a link at "keys": the name is taken without the slash.
+    const std::filesystem::path folder = given.has_filename() ? given : given.parent_path();
     if (make) {
         std::error_code status;
         if (folder.has_parent_path()) {
@@ -101,7 +113,7 @@ std::optional<KeyFolder> KeyFolder::Open(const std::filesystem::path& folder, bo
     }
     Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (descriptor.get() < 0) {
-        error = fmt::format("{}: {}", folder.string(), Reason(errno));
+        error = fmt::format("{}: {}", folder.string(), FolderReason(errno, AT_FDCWD, folder));
         return std::nullopt;
     }
     struct stat status {};
@@ -125,7 +137,7 @@ std::optional<KeyFolder> KeyFolder::Child(std::string_view name, bool make,
     const int descriptor =
         ::openat(descriptor_, entry.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (descriptor < 0) {
-        error = fmt::format("{}: {}", path.string(), Reason(errno));
+        error = fmt::format("{}: {}", path.string(), FolderReason(errno, descriptor_, entry));
         return std::nullopt;
     }
     return KeyFolder(descriptor, path);

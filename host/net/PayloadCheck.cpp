@@ -163,7 +163,7 @@ std::optional<PayloadOutline> CheckPayload(FrameKind kind, PayloadOrder order,
         return std::nullopt;
     }
     if (reader.left() != 0) {
-        error = fmt::format("{} bytes after the last record", reader.left());
+        error = fmt::format("{} byte(s) after the last record", reader.left());
         return std::nullopt;
     }
     return outline;
@@ -178,15 +178,22 @@ std::optional<std::vector<std::uint8_t>> WithoutRepeatedLoads(PayloadOrder order
     std::vector<const PayloadOutline::SoundEvent*> dropped;
     if (outline.snapshot) {
         // The sound system keys a snapshot's sounds by file (the first record of a
-        // file wins) and loads them in the files' order.
+        // file wins) and loads them in the files' order. A file whose sound is
+        // loaded by then goes with all its records: another would take its place.
         std::map<std::string, const PayloadOutline::SoundEvent*> byFile;
         for (const auto& event : outline.events) {
             byFile.try_emplace(event.file, &event);
         }
+        std::set<std::string> droppedFiles;
         for (const auto& [file, event] : byFile) {
             if (!loaded.insert(event->name).second) {
-                dropped.push_back(event);
+                droppedFiles.insert(file);
                 refused.push_back(event->name);
+            }
+        }
+        for (const auto& event : outline.events) {
+            if (droppedFiles.contains(event.file)) {
+                dropped.push_back(&event);
             }
         }
     } else {

@@ -32,6 +32,8 @@ constexpr int kInboundQueue = 32;
 // A socket closed to cut a joiner off may take a moment to free its address.
 constexpr int kBindAttempts = 100;
 constexpr auto kBindRetry = std::chrono::milliseconds(10);
+// Batches kept for a replay after a cut, however fast they come.
+constexpr std::size_t kMostRecent = 256;
 
 std::uint64_t NewEpoch() {
     std::random_device random;
@@ -171,19 +173,45 @@ void ReplicationServer::CloseSockets() {
     }
 }
 
+void ReplicationServer::CutOff(const std::set<std::string>& revoked) {
+    // A handshake is checked once: every connection is closed, and those still in
+    // the allow-list come back by themselves.
+    Rejoin rejoin{Clock::now(), subscribers_, {}};
+    for (const std::string& name : revoked) {
+        rejoin.awaited.erase(name);
+    }
+    if (rejoin_) {
+        rejoin.held = std::move(rejoin_->held);
+        rejoin.cut = rejoin_->cut;
+    }
+    rejoin_ = std::move(rejoin);
+    subscribers_.clear();
+    CloseSockets();
+    try {
+        OpenSockets();
+    } catch (const zmq::error_t& failure) {
+        kep::Error()("kep-host: cannot serve at {} again: {}", endpoint_, failure.what());
+    }
+}
+
+void ReplicationServer::Resume() {
+    const auto replayFrom = rejoin_->cut - kReplay;
+    for (const auto& [time, message] : recent_) {
+        if (time >= replayFrom && time < rejoin_->cut) {
+            Send(message);
+        }
+    }
+    for (const Message& message : rejoin_->held) {
+        Send(message);
+    }
+    rejoin_.reset();
+}
+
 void ReplicationServer::Service() {
     if (handshakes_) {
         handshakes_->Service();
-        if (handshakes_->TakeRevocation()) {
-            // A handshake is checked once: every connection is closed, and those
-            // still in the allow-list come back by themselves.
-            CloseSockets();
-            try {
-                OpenSockets();
-            } catch (const zmq::error_t& failure) {
-                kep::Error()("kep-host: cannot serve at {} again: {}", endpoint_, failure.what());
-                return;
-            }
+        if (const auto revoked = handshakes_->TakeRevoked(); !revoked.empty()) {
+            CutOff(revoked);
         }
     }
     if (!monitor_) {
@@ -203,6 +231,9 @@ void ReplicationServer::Service() {
         failedLogged_ = failed;
     }
     TakeSubscriptions();
+    if (rejoin_ && (rejoin_->awaited.empty() || Clock::now() - rejoin_->cut >= kRejoinWait)) {
+        Resume();
+    }
 }
 
 void ReplicationServer::TakeSubscriptions() {
@@ -214,26 +245,50 @@ void ReplicationServer::TakeSubscriptions() {
         // whole stream (the empty prefix); any other prefix would cost memory for
         // nothing and is dropped.
         const auto bytes = message.data<std::uint8_t>();
-        if (message.size() == 1 && (bytes[0] == 0 || bytes[0] == 1)) {
-            if (bytes[0] == 1) {
-                publisher_.set(zmq::sockopt::subscribe, "");
-            } else {
-                publisher_.set(zmq::sockopt::unsubscribe, "");
+        if (message.size() != 1 || bytes[0] > 1) {
+            continue;
+        }
+        const char* user = zmq_msg_gets(message.handle(), "User-Id");
+        const std::string joiner = user ? user : "";
+        if (bytes[0] == 1) {
+            publisher_.set(zmq::sockopt::subscribe, "");
+            subscribers_.insert(joiner);
+            if (rejoin_) {
+                rejoin_->awaited.erase(joiner);
             }
+        } else {
+            publisher_.set(zmq::sockopt::unsubscribe, "");
+            subscribers_.erase(joiner);
         }
     }
 }
 
 void ReplicationServer::Publish(FrameKind kind, std::span<const std::uint8_t> payload) {
+    Message message =
+        EncodeFrame({kind, PayloadOrder::Little, epoch_, stats_.sequence, 0}, payload);
+    const auto now = Clock::now();
+    lastPublished_ = now;
+    if (kind == FrameKind::Batch) {
+        while (!recent_.empty() && (now - recent_.front().first > kReplay + kRejoinWait ||
+                                    recent_.size() >= kMostRecent)) {
+            recent_.pop_front();
+        }
+        recent_.emplace_back(now, message);
+    }
+    if (rejoin_) {
+        rejoin_->held.push_back(std::move(message));
+    } else {
+        Send(message);
+    }
+}
+
+void ReplicationServer::Send(const Message& message) {
     if (!publisher_) {
         return;
     }
-    const auto message =
-        EncodeFrame({kind, PayloadOrder::Little, epoch_, stats_.sequence, 0}, payload);
     // A publisher never blocks: at a peer's queue limit the message is dropped for it.
     (void)publisher_.send(zmq::buffer(message), zmq::send_flags::dontwait);
     stats_.bytesSent += message.size();
-    lastPublished_ = std::chrono::steady_clock::now();
 }
 
 void ReplicationServer::PublishBatch(std::span<const std::uint8_t> payload) {
@@ -242,7 +297,8 @@ void ReplicationServer::PublishBatch(std::span<const std::uint8_t> payload) {
 }
 
 void ReplicationServer::KeepAlive() {
-    if (std::chrono::steady_clock::now() - lastPublished_ >= kHeartbeatPeriod) {
+    // While joiners come back, a heartbeat would tell them of batches held back.
+    if (!rejoin_ && Clock::now() - lastPublished_ >= kHeartbeatPeriod) {
         Publish(ended_ ? FrameKind::End : FrameKind::Heartbeat, {});
     }
 }

@@ -2,10 +2,12 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,6 +26,11 @@ class HandshakeHandler;
 // and answers joiners' snapshot requests. Everything runs on the caller's thread
 // and nothing waits for a peer: a joiner too slow to take what is published loses
 // messages at its bounded queue, notices the gap and asks for a snapshot.
+//
+// A joiner removed from the allow-list is cut off by closing every connection:
+// the others come back at once, and publication waits for them (at most
+// kRejoinWait) and then starts again with the batches of the last kReplay before
+// the cut, which they have not all received, so that they stay in step.
 //
 // What a peer can make the server hold is bounded: it accepts messages of at most
 // kLargestRequest bytes, a few dozen queued per peer; it offers one subscription
@@ -49,6 +56,8 @@ public:
     static constexpr std::int64_t kLargestRequest = 1024;
     static constexpr auto kAnswerInterval = std::chrono::milliseconds(500);
     static constexpr int kSnapshotQueue = 2;
+    static constexpr auto kRejoinWait = std::chrono::milliseconds(500);
+    static constexpr auto kReplay = std::chrono::milliseconds(500);
 
     // Binds the publisher at the endpoint and the snapshot socket beside it; null,
     // with the reason in `error`, if either cannot be bound. With keys, only the
@@ -80,10 +89,22 @@ public:
 
 private:
     class PeerMonitor;
+    using Clock = std::chrono::steady_clock;
+    using Message = std::vector<std::uint8_t>;
+    // Publication held back while the joiners still admitted come back.
+    struct Rejoin {
+        Clock::time_point cut;
+        std::set<std::string> awaited;  // joiners not yet subscribed again
+        std::vector<Message> held;
+    };
+
     ReplicationServer(std::string endpoint, std::string snapshotEndpoint);
     void OpenSockets();
     void CloseSockets();
+    void CutOff(const std::set<std::string>& revoked);
     void TakeSubscriptions();
+    void Send(const Message& message);
+    void Resume();
     void Publish(FrameKind kind, std::span<const std::uint8_t> payload);
     // False if the peer was answered too recently.
     bool MayAnswer(const std::string& peer, std::chrono::steady_clock::time_point now);
@@ -101,8 +122,11 @@ private:
     Stats stats_;
     std::uint64_t failedLogged_ = 0;
     bool ended_ = false;
-    std::chrono::steady_clock::time_point lastPublished_;
-    std::map<std::string, std::chrono::steady_clock::time_point> lastAnswered_;
+    Clock::time_point lastPublished_;
+    std::map<std::string, Clock::time_point> lastAnswered_;
+    std::set<std::string> subscribers_;  // the names of the joiners subscribed
+    std::deque<std::pair<Clock::time_point, Message>> recent_;  // the latest batches
+    std::optional<Rejoin> rejoin_;
 };
 
 }  // namespace replication

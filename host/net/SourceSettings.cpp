@@ -47,6 +47,10 @@ std::optional<SourceSettings> DecodeSourceSettings(std::span<const std::uint8_t>
     settings.requestId = GetLittle<std::uint64_t>(payload, 0);
     settings.sources.reserve(count);
     for (std::size_t at = kHeadSize; at < payload.size(); at += kRecordSize) {
+        if (payload[at + 8] > 1) {
+            error = fmt::format("a looping flag of {}", payload[at + 8]);
+            return std::nullopt;
+        }
         settings.sources.push_back(
             {static_cast<std::int32_t>(GetLittle<std::uint32_t>(payload, at)),
              std::bit_cast<float>(GetLittle<std::uint32_t>(payload, at + 4)),

@@ -45,7 +45,13 @@ render scene.json
 run a.json b.json
 serve scene.json
 serve scene.json --bind 127.0.0.1:5555
+serve scene.json --bind tcp://127.0.0.1:5555
+serve scene.json --bind ipc://@kep --insecure
+serve scene.json --bind tcp://127.0.0.1:5555 --insecure --curve-keys keys
 join
-join tcp://127.0.0.1:5555 --timeout 0
+join tcp://127.0.0.1:5555
+join tcp://127.0.0.1:5555 --insecure --timeout 0
+join tcp://127.0.0.1:5555 --insecure --max-sound-mb 0
+keygen
 END
 echo "command line: all checks passed"

@@ -1,15 +1,17 @@
 #!/usr/bin/env bash
 # kep-host serve and join as separate processes on loopback: joiners end in the
-# server's state (their --state-out documents are the same), also when they
-# join late, lose a batch, face a rogue peer or a restarted server; only holders
-# of the CURVE keys take part; a joiner's recording holds the scene's sound.
+# server's state (their --state-out documents are the same), also when they join
+# late, lose a batch, lose the end or get the last batches out of order, face a
+# rogue peer or a restarted server; only joiners in the server's allow-list take
+# part, and one removed from it is cut off; a hostile server opens nothing outside
+# a joiner's data folders; a flood of snapshot requests costs the others nothing.
 set -eEuo pipefail
 trap 'echo "FAILED at line $LINENO: $BASH_COMMAND" >&2' ERR
-host=$1 plugins=$2 relay=$3 media=${KEP_TEST_MEDIA:?}
+host=$1 plugins=$2 relay=$3 attacker=$4 media=${KEP_TEST_MEDIA:?}
 out=$(mktemp -d)
 pids=() names=()
-trap 'kill "${pids[@]}" 2>/dev/null || true; rm -rf "$out"' EXIT
-port=$((20000 + $$ % 20000 / 20 * 20))  # ten pairs of ports from here
+trap 'kill "${pids[@]}" 2>/dev/null || true; [ "${KEEP_OUT:-}" ] || rm -rf "$out"' EXIT
+port=$((20000 + $$ % 20000 / 40 * 40))  # twenty pairs of ports from here
 
 # A 3 s scene in DIR: a looping sine 2 m to the right, moving a little every
 # frame, and a doorbell object that rings twice.
@@ -24,11 +26,14 @@ make_scene() {
                  "position": [ { "time": 0, "at": [2, 0, 0] }, { "time": 3, "at": [2, 0, -1] } ] } ] }
 END
 }
-# serve NAME PORT SCENE [OPTION...]: in the background, its state in NAME.json.
+# serve NAME PORT|ENDPOINT SCENE [OPTION...]: in the background, with the server's
+# keys unless told otherwise; its state in NAME.json.
 serve() {
     local name=$1 at=$2 scene=$3
     shift 3
-    "$host" --plugins "$plugins" serve "$scene" --bind "tcp://127.0.0.1:$at" \
+    [[ $at == *://* ]] || at=tcp://127.0.0.1:$at
+    [ $# -gt 0 ] || set -- --curve-keys "$out/keys"
+    "$host" --plugins "$plugins" serve "$scene" --bind "$at" \
         --state-out "$out/$name.json" "$@" >"$out/$name.out" 2>"$out/$name.err" &
     pids+=($!) names+=("$name")
     until grep -qs '^Serving' "$out/$name.out"; do
@@ -36,12 +41,27 @@ serve() {
         sleep 0.05
     done
 }
-# join NAME PORT [OPTION...]: in the background, its state in NAME.json.
+# join NAME PORT|ENDPOINT [OPTION...]: in the background, with a key of its own
+# unless told otherwise; its state in NAME.json.
 join() {
     local name=$1 at=$2
     shift 2
-    "$host" --plugins "$plugins" join "tcp://127.0.0.1:$at" --state-out "$out/$name.json" \
+    [[ $at == *://* ]] || at=tcp://127.0.0.1:$at
+    [ $# -gt 0 ] && [ "$1" = --insecure ] || set -- --curve-keys "$(admit "$name")" "$@"
+    "$host" --plugins "$plugins" join "$at" --state-out "$out/$name.json" \
         "$@" >"$out/$name.out" 2>"$out/$name.err" &
+    pids+=($!) names+=("$name")
+}
+# admit NAME: adds a joiner to the server's allow-list; its key folder.
+admit() {
+    [ -d "$out/keys/joiners/$1" ] || "$host" keygen "$out/keys" --joiner "$1" >/dev/null
+    echo "$out/keys/joiners/$1"
+}
+# background NAME COMMAND...: a helper process, waited for by finish.
+background() {
+    local name=$1
+    shift
+    "$@" >"$out/$name.out" 2>"$out/$name.err" &
     pids+=($!) names+=("$name")
 }
 # finish: waits for every process started; fails, showing its output, if one failed.
@@ -51,8 +71,8 @@ finish() {
         status=0
         wait "${pids[$i]}" || status=$?
         if [ "$status" -ne 0 ]; then
-            echo "${names[$i]:-relay} exited $status" >&2
-            cat "$out/${names[$i]:-none}".{out,err} >&2 2>/dev/null || true
+            echo "${names[$i]} exited $status" >&2
+            cat "$out/${names[$i]}".{out,err} >&2 2>/dev/null || true
             return 1
         fi
     done
@@ -61,6 +81,29 @@ finish() {
 same_state() {
     for name in "${@:2}"; do cmp "$out/$1.json" "$out/$name.json"; done
 }
+# peak_memory PID FILE: in the background, the process's peak resident memory (MiB)
+# in FILE, kept up to date until it ends.
+peak_memory() {
+    while awk '/^VmHWM/ { print int($2 / 1024) }' "/proc/$1/status" >"$2.new" 2>/dev/null &&
+        [ -s "$2.new" ]; do
+        mv "$2.new" "$2"
+        sleep 0.1
+    done &
+}
+# ended_at PID FILE: in the background, the time the process ends, in FILE.
+ended_at() {
+    (while kill -0 "$1" 2>/dev/null; do sleep 0.05; done; date +%s.%N >"$2") &
+}
+bytes_received() {
+    sed -n 's/.*resyncs, \([0-9]*\) bytes received$/\1/p' "$out/$1.out"
+}
+
+# Keys: folders the owner's alone, key files made with mode 600.
+"$host" keygen "$out/keys" >/dev/null
+admit first >/dev/null
+[ "$(stat -c %a "$out/keys" "$out/keys/joiners" "$out/keys/joiners/first")" = "$(printf '700\n700\n700')" ]
+[ "$(stat -c %a "$out/keys/server.key" "$out/keys/joiners/first.pub" \
+    "$out/keys/joiners/first/joiner.key")" = "$(printf '600\n600\n600')" ]
 
 # One server and three joiners, the last started halfway. The server's sound
 # folder is moved away once loaded: joiners find the sounds by the trailing
@@ -75,8 +118,7 @@ join late "$port" --data "$out/copy" -o "$out/late.wav"
 finish
 same_state server first second late
 grep -c '"id"' "$out/server.json" | grep -qx 2
-grep -qx 'Done: .* 0 resyncs' "$out/late.out"
-[ "$(grep -c 'is unauthenticated' "$out/server.err")" -eq 1 ]
+grep -q '^Done: .* 0 resyncs, ' "$out/late.out"
 # The late joiner hears the sine already playing when it joined, on its right
 # (the doorbell, at the listener, is in both ears).
 read -r left right <<<"$(ffmpeg -v info -nostdin -i "$out/late.wav" \
@@ -84,30 +126,45 @@ read -r left right <<<"$(ffmpeg -v info -nostdin -i "$out/late.wav" \
     awk '/RMS level dB/ { printf "%s ", $NF }')"
 echo "late joiner's recording: L $left R $right dB"
 awk -v l="$left" -v r="$right" 'BEGIN { exit !(r > -30 && (l == "-inf" || r > l + 6)) }'
+unattacked=$(bytes_received first)
 
-# A joiner that loses one batch catches up by a snapshot; one without data
-# folders names each missing sound once and plays on.
+# Through relays: one loses a batch, one loses the end, one passes the last two
+# batches in reverse order; each joiner behind them ends in step, having caught up
+# by a snapshot where it had to. A joiner without data folders names each missing
+# sound once and plays on.
 make_scene "$out/lossy"
 serve server "$((port + 2))" "$out/lossy/scene.json"
 mv "$out/lossy" "$out/moved"
-"$relay" "tcp://127.0.0.1:$((port + 2))" "tcp://127.0.0.1:$((port + 4))" 5 --drop-batch 100 &
-pids+=($!) names+=(relay)
-join lossy "$((port + 4))" --data "$out/moved"
+relay_to() {  # relay_to NAME PORT OPTION...: a relay from the server at port+2
+    local name=$1 at=$2
+    shift 2
+    background "$name" "$relay" "tcp://127.0.0.1:$((port + 2))" "tcp://127.0.0.1:$at" 6 \
+        --curve-keys "$(admit "$name")" "$@"
+}
+relay_to lossy-relay "$((port + 4))" --drop-batch 100
+relay_to endless-relay "$((port + 20))" --drop-end 1
+relay_to swapping-relay "$((port + 22))" --swap-last
+join lossy "$((port + 4))" --insecure --data "$out/moved"
+join endless "$((port + 20))" --insecure --data "$out/moved"
+join swapped "$((port + 22))" --insecure --data "$out/moved"
 join blind "$((port + 2))" --data "$out/nowhere"
 finish
-same_state server lossy
-grep -qE '^Done: .* [1-9][0-9]* resyncs$' "$out/lossy.out"
-[ "$(grep -c "no file $out/lossy/sounds/sine.wav here" "$out/blind.err")" -eq 1 ]
-grep -qx 'Done: .*' "$out/blind.out"
+same_state server lossy endless swapped
+grep -qE '^Done: .* [1-9][0-9]* resyncs, ' "$out/lossy.out"
+grep -qE '^Done: .* [1-9][0-9]* resyncs, ' "$out/swapped.out"
+grep -q '^Done: .* 0 resyncs, ' "$out/endless.out"
+[ "$(grep -c 'no file .*/sine.wav under the data folders' "$out/blind.err")" -eq 1 ]
+grep -q 'data folder .*/nowhere: not found' "$out/blind.err"
+grep -q '^Done: ' "$out/blind.out"
 
 # A rogue peer: random messages and frames with valid-looking headers published
-# beside the real ones and sent to the server, and bytes that are no protocol at
-# all. Nobody crashes, and the joiner behind it ends in step.
+# beside the real ones, and bytes that are no protocol at all sent to the server.
+# Nobody crashes, and the joiner behind it ends in step.
 make_scene "$out/rogue"
 serve server "$((port + 6))" "$out/rogue/scene.json"
-"$relay" "tcp://127.0.0.1:$((port + 6))" "tcp://127.0.0.1:$((port + 8))" 5 --rogue-until 1.5 &
-pids+=($!) names+=(relay)
-join attacked "$((port + 8))"
+background rogue-relay "$relay" "tcp://127.0.0.1:$((port + 6))" "tcp://127.0.0.1:$((port + 8))" 5 \
+    --curve-keys "$(admit rogue-relay)" --rogue-until 1.5
+join attacked "$((port + 8))" --insecure --data "$out/rogue"
 head -c 100000 /dev/urandom >"/dev/tcp/127.0.0.1/$((port + 6))" || true
 head -c 100000 /dev/urandom >"/dev/tcp/127.0.0.1/$((port + 7))" || true
 finish
@@ -117,7 +174,7 @@ grep -q 'dropped a message' "$out/attacked.err"
 # A server restarted mid-run: its joiner notices the new run and follows it.
 make_scene "$out/restarted"
 serve crashed "$((port + 10))" "$out/restarted/scene.json"
-join follower "$((port + 10))"
+join follower "$((port + 10))" --data "$out/restarted"
 sleep 1
 kill -9 "${pids[0]}"
 wait "${pids[0]}" || true
@@ -125,7 +182,7 @@ pids=("${pids[@]:1}") names=("${names[@]:1}")
 serve server "$((port + 10))" "$out/restarted/scene.json"
 finish
 same_state server follower
-grep -qx 'Done: .* 1 resyncs' "$out/follower.out"
+grep -q '^Done: .* 1 resyncs, ' "$out/follower.out"
 
 # A server that dies for good: its joiner leaves once it has not heard it for its
 # --timeout, keeping what it recorded; Ctrl-C leaves at once, also while waiting.
@@ -140,30 +197,110 @@ for pid in "${pids[@]}"; do wait "$pid" || status+=" $?"; done
 pids=() names=()
 [ "$status" = " 137 1 130" ]
 grep -qxF "kep-host: the server at tcp://127.0.0.1:$((port + 16)) has not been heard for 1 s; leaving" "$out/orphan.err"
-[ -s "$out/orphan.wav" ] && grep -qx 'Interrupted: 0 batches applied, 0 resyncs' "$out/waiting.out"
+[ -s "$out/orphan.wav" ] && grep -qx 'Interrupted: 0 batches applied, 0 resyncs, 0 bytes received' "$out/waiting.out"
 
-# CURVE: with the keys a joiner takes part; without them, or with the server's
-# public key but a key pair of its own, it receives nothing.
-"$host" keygen "$out/keys" >/dev/null
-[ "$(stat -c %a "$out/keys/server.key")" = 600 ]
-"$host" keygen "$out/own" >/dev/null
-cp "$out/keys/server.pub" "$out/own/"
-serve server "$((port + 12))" "$out/restarted/scene.json" --curve-keys "$out/keys"
-join trusted "$((port + 12))" --curve-keys "$out/keys"
-for stranger in "" "--curve-keys $out/own"; do
+# The allow-list: a joiner in it takes part; one without keys, one whose key was
+# never added (another server's joiner) and one removed while it runs get nothing
+# (the last within 2 s: it leaves, not having heard the server for 2 s, long before
+# the end), and the others do not notice. A flood of snapshot requests from an
+# admitted peer over 40 connections costs the server little memory and the others
+# nothing.
+"$host" keygen "$out/other" >/dev/null && "$host" keygen "$out/other" --joiner stranger >/dev/null
+make_scene "$out/guarded"
+serve server "$((port + 12))" "$out/guarded/scene.json"
+peak_memory "${pids[-1]}" "$out/server.peak"
+join trusted "$((port + 12))" --data "$out/guarded"
+join revoked "$((port + 12))" --timeout 2
+ended_at "${pids[-1]}" "$out/revoked.ended"
+revoked=${pids[-1]}
+pids=("${pids[@]:0:2}") names=("${names[@]:0:2}")
+background flood "$attacker" requests "tcp://127.0.0.1:$((port + 12))" 2.5 40 \
+    --curve-keys "$(admit flood)"
+sleep 1
+rm "$out/keys/joiners/revoked.pub"
+date +%s.%N >"$out/revoked.removed"
+for stranger in "--insecure" "--curve-keys $out/other/joiners/stranger"; do
     status=0
     # shellcheck disable=SC2086
-    "$host" --plugins "$plugins" join "tcp://127.0.0.1:$((port + 12))" --timeout 2 $stranger \
+    "$host" --plugins "$plugins" join "tcp://127.0.0.1:$((port + 12))" --timeout 1 $stranger \
         >"$out/stranger.out" 2>/dev/null || status=$?
     [ "$status" -eq 1 ]
-    grep -qx 'Failed: 0 batches applied, 0 resyncs' "$out/stranger.out"
+    grep -qx 'Failed: 0 batches applied, 0 resyncs, 0 bytes received' "$out/stranger.out"
 done
+status=0
+wait "$revoked" || status=$?
 finish
 same_state server trusted
+[ "$status" -eq 1 ] && grep -q 'has not been heard for 2 s' "$out/revoked.err"
+sleep 0.1  # for the watcher to note the time
+# It leaves 2 s after it last heard the server: at most 1 s after its removal.
+awk -v removed="$(cat "$out/revoked.removed")" -v ended="$(cat "$out/revoked.ended")" \
+    'BEGIN { printf "revoked joiner left %.2f s after its removal\n", ended - removed;
+             exit !(ended - removed < 3) }'
+grep -q 'joiner revoked was removed from the allow-list' "$out/server.err"
 grep -q 'handshake(s) with peers failed so far' "$out/server.err"
-# Without keys, only loopback is served.
+grep -q '^Done: .* 0 resyncs, ' "$out/trusted.out"
+trusted=$(bytes_received trusted) server_peak=$(cat "$out/server.peak")
+echo "under a flood of requests: the server's peak memory $server_peak MiB; the trusted joiner" \
+    "received $trusted bytes (unattacked: $unattacked)"
+# (The cut's replay sends it half a second of batches again.)
+awk -v t="$trusted" -v u="$unattacked" 'BEGIN { exit !(t < 1.25 * u) }'
+grep -qE ', [1-9][0-9]* requests refused$' "$out/server.out"
+[ "${KEP_SANITIZED:-}" ] || [ "$server_peak" -lt 150 ]
+
+# A hostile server names files outside the joiner's data folder, by an absolute
+# path, by .., through a link leading out, and one larger than --max-sound-mb, and
+# loads one sound twice: nothing outside is opened, the file over the cap is not,
+# the second load is refused, and the scene goes on.
+make_scene "$out/hostile"
+mkdir -p "$out/data/sounds" "$out/private"
+cp "$out/hostile/sounds/"*.wav "$out/data/sounds/"
+cp "$media/pcm_s16_mono.wav" "$out/private/secret.wav"
+ln -s "$out/private/secret.wav" "$out/data/sounds/link.wav"
+ffmpeg -v error -nostdin -f lavfi -i sine=d=15 "$out/data/sounds/big.wav"
+serve server "$((port + 14))" "$out/hostile/scene.json"
+background hostile-relay "$relay" "tcp://127.0.0.1:$((port + 14))" "tcp://127.0.0.1:$((port + 24))" 5 \
+    --curve-keys "$(admit hostile-relay)" \
+    --inject 90 outside "$out/private/secret.wav" --inject 90 climbing ../private/secret.wav \
+    --inject 90 linked /srv/sounds/link.wav --inject 90 big /srv/sounds/big.wav \
+    --inject 90 twice /srv/sounds/bell.wav --inject 91 twice /srv/sounds/sine.wav
+join victim "$((port + 24))" --insecure --data "$out/data" --max-sound-mb 1
+finish
+grep -q '"name": "twice"' "$out/victim.json"
+for name in outside climbing linked big; do ! grep -q "\"name\": \"$name\"" "$out/victim.json"; done
+grep -q "refused .*link.wav: .* leads out of the data folder" "$out/victim.err"
+grep -q "refused .*big.wav: .* more than the 1.00 MiB allowed" "$out/victim.err"
+grep -q 'refused a second load of sound twice: it is loaded already' "$out/victim.err"
+! grep -q "$out/private" "$out/victim.err"
+grep -q '^Done: ' "$out/victim.out"
+
+# Without keys or --insecure neither side runs; an abstract socket is refused.
+for args in "serve $out/restarted/scene.json --bind tcp://127.0.0.1:$((port + 30))" \
+    "join tcp://127.0.0.1:$((port + 30))" \
+    "serve $out/restarted/scene.json --bind ipc://@kep --insecure"; do
+    status=0
+    # shellcheck disable=SC2086
+    "$host" --plugins "$plugins" $args >/dev/null 2>"$out/usage.err" || status=$?
+    [ "$status" -eq 2 ]
+done
+grep -q 'abstract socket' "$out/usage.err"
+# A secret key that others can read is refused, and a link planted where a key is
+# to be written is not followed.
+chmod 640 "$out/keys/joiners/first/joiner.key"
 status=0
-"$host" --plugins "$plugins" serve "$out/restarted/scene.json" --bind "tcp://0.0.0.0:$((port + 14))" \
-    >/dev/null 2>"$out/open.err" || status=$?
-[ "$status" -eq 1 ] && grep -q 'serve binds only to loopback' "$out/open.err"
+"$host" --plugins "$plugins" join "tcp://127.0.0.1:$((port + 30))" --curve-keys "$out/keys/joiners/first" \
+    >/dev/null 2>"$out/readable.err" || status=$?
+[ "$status" -eq 1 ] && grep -q 'others can read (mode 0640) is refused; .* chmod 600' "$out/readable.err"
+mkdir -m 700 "$out/planted"
+ln -s "$out/elsewhere.key" "$out/planted/server.key"
+! "$host" keygen "$out/planted" 2>"$out/planted.err"
+[ ! -e "$out/elsewhere.key" ] && grep -q 'server.key: exists already' "$out/planted.err"
+
+# IPv6 loopback, where this machine has it.
+if grep -qs '^0\{31\}1 ' /proc/net/if_inet6; then
+    serve server "tcp://[::1]:$((port + 26))" "$out/guarded/scene.json"
+    join six "tcp://[::1]:$((port + 26))" --data "$out/guarded"
+    finish
+    same_state server six
+fi
 echo "replication: all checks passed"
