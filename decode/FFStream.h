@@ -45,6 +45,8 @@ private:
     [[nodiscard]] bool SelectOutputFormat();
     [[nodiscard]] bool SetUpResampler();
     void ReadPackets();
+    // The PCM the stream's stated duration makes, and what to reserve for it.
+    [[nodiscard]] double DeclaredPcmBytes() const;
     [[nodiscard]] std::size_t ExpectedPcmBytes() const;
     [[nodiscard]] PcmBytes DecodePackets(std::size_t expectedBytes);
     // Appends the next frame's block to decoded; its size, 0 when there is none.

@@ -32,13 +32,21 @@ constexpr double kMostPcmBytesPerFileByte = 256;
 constexpr std::size_t kLargestBuffer = std::numeric_limits<std::int32_t>::max();
 constexpr double kMostPcmBytes = kLargestBuffer;
 
+// A stated duration may be rounded: past the limit by this much, it is believed.
+constexpr double kDeclaredTolerance = 1.05;
+
+std::string TooLarge() {
+    return fmt::format("the decoded sound is larger than one OpenAL buffer holds ({} bytes)",
+                       kLargestBuffer);
+}
+
 double Kilobytes(double bytes) {
     return bytes * kKilobytesPerByte;
 }
 
 }  // namespace
 
-std::size_t FFStream::ExpectedPcmBytes() const {
+double FFStream::DeclaredPcmBytes() const {
     double seconds = 0;
     if (formatContext->duration > 0) {
         seconds = static_cast<double>(formatContext->duration) / AV_TIME_BASE;
@@ -48,8 +56,12 @@ std::size_t FFStream::ExpectedPcmBytes() const {
     // Blocks are as wide as the decoder's channels when those outnumber the output's.
     const int channels =
         std::max(codecContext->ch_layout.nb_channels, std::popcount(outChannelMask));
-    const double bytes = seconds * codecContext->sample_rate * channels *
-                         av_get_bytes_per_sample(static_cast<AVSampleFormat>(outSampleFormat));
+    return seconds * codecContext->sample_rate * channels *
+           av_get_bytes_per_sample(static_cast<AVSampleFormat>(outSampleFormat));
+}
+
+std::size_t FFStream::ExpectedPcmBytes() const {
+    const double bytes = DeclaredPcmBytes();
     // Room for the padding of the blocks and for a duration that was only estimated.
     constexpr double kMargin = 1.0 + 1.0 / 64;
     constexpr double kSlackBytes = 64 * 1024;
@@ -60,6 +72,13 @@ std::size_t FFStream::ExpectedPcmBytes() const {
 }
 
 void FFStream::ReadPackets() {
+    // A sound whose duration says it is too long fails before it is decoded (a
+    // duration guessed from the bit rate is not believed); another once its PCM
+    // passes the limit.
+    if (formatContext->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE &&
+        DeclaredPcmBytes() > kMostPcmBytes * kDeclaredTolerance) {
+        throw std::length_error(TooLarge());
+    }
     std::future<PcmBytes> decoded =
         std::async(std::launch::async, &FFStream::DecodePackets, this, ExpectedPcmBytes());
     try {
@@ -120,9 +139,7 @@ PcmBytes FFStream::DecodePackets(std::size_t expectedBytes) {
             totalSize += static_cast<std::uint32_t>(size);
             // A longer sound would reach OpenAL cut to its size's 32 bits: it fails.
             if (decoded.size() > kLargestBuffer) {
-                throw std::length_error(fmt::format(
-                    "the decoded sound is larger than one OpenAL buffer holds ({} bytes)",
-                    kLargestBuffer));
+                throw std::length_error(TooLarge());
             }
         }
     };

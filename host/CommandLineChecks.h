@@ -1,5 +1,8 @@
 #pragma once
 
+#include <filesystem>
+#include <string>
+
 #include <CLI/CLI.hpp>
 
 // Checks of option values that keep the host's rules: numbers are finite, and
@@ -13,6 +16,7 @@ CLI::Validator NumberFrom(double lowest);
 CLI::Validator FloatVector();
 // A replication endpoint: tcp://HOST:PORT or ipc://PATH.
 CLI::Validator ReplicationEndpoint();
-// Makes the command need one of its two options, keys or the flag that runs
-// without them: serve and join authenticate unless told not to.
-void RequireKeysOrInsecure(CLI::App& command, CLI::Option* keys, CLI::Option* insecure);
+// Adds --curve-keys DIR and --insecure, of which the command needs one: serve and
+// join authenticate unless told not to.
+void AddKeyOptions(CLI::App& command, std::filesystem::path& keys, bool& insecure,
+                   const std::string& keysHelp, const std::string& insecureHelp);

@@ -14,6 +14,7 @@
 #include "host/ProgressLine.h"
 #include "host/ReplicationLink.h"
 #include "host/net/JoinerDataManager.h"
+#include "host/net/MemoryGuard.h"
 #include "host/net/PayloadCheck.h"
 #include "host/net/RateMeter.h"
 #include "host/net/ReplicaFeed.h"
@@ -33,6 +34,15 @@ namespace {
 
 constexpr double kFrameRate = 60;
 constexpr auto kRequestInterval = std::chrono::seconds(1);
+// A server in its run is heard at least every heartbeat (a quarter second), and
+// answers a request within a second: silence past these means a connection that
+// ZeroMQ closed and will not open again (after a message over the limit), so the
+// joiner connects again itself.
+constexpr auto kSilenceBeforeReconnecting = std::chrono::seconds(2);
+constexpr auto kAnswerBeforeReconnecting = std::chrono::seconds(3);
+// What a server can make a joiner hold beyond the joiner's own memory and its
+// sounds, before every connection is closed and opened again.
+constexpr std::uint64_t kMemoryAllowance = 192u << 20;
 // A server tells its end for a few seconds; past this, a joiner that has not
 // caught up with it will not.
 constexpr auto kEndWait = std::chrono::seconds(4);
@@ -67,6 +77,16 @@ struct Replica {
     kep::ISoundInspector* inspector = nullptr;
 };
 
+// Bytes of PCM in the sounds the sound system holds.
+std::uintmax_t LoadedBytes(kep::ISoundInspector& inspector) {
+    std::uintmax_t total = 0;
+    for (const std::string& name : inspector.ListSounds()) {
+        kep::SoundDescription sound;
+        total += inspector.DescribeSound(name, sound) ? sound.byteSize : 0;
+    }
+    return total;
+}
+
 class Joiner {
 public:
     Joiner(HostContext& context, const JoinOptions& options, Replica replica,
@@ -76,7 +96,8 @@ public:
           replica_(std::move(replica)),
           client_(client),
           cameraScene_(std::move(cameraScene)),
-          feed_([this](const auto& frame) { return Apply(frame); }, {}) {}
+          feed_([this](const auto& frame) { return Apply(frame); }, {}),
+          memory_(kMemoryAllowance) {}
 
     // Runs until the server ends its run, the time is up, the user interrupts or
     // the server cannot be heard; the exit status.
@@ -95,9 +116,14 @@ public:
             }
             const double elapsed = clock.Elapsed().count();
             const auto now = std::chrono::steady_clock::now();
+            KeepConnected(now);
             if (feed_.waiting() && client_.subscribed() && now - lastRequest >= kRequestInterval) {
                 client_.RequestSnapshot(feed_.NewRequest());
                 lastRequest = now;
+                firstUnanswered_ = firstUnanswered_.value_or(now);
+            }
+            if (!feed_.waiting()) {
+                firstUnanswered_.reset();
             }
             camera.SetPose(PoseAt(elapsed));
             if (!applied_) {
@@ -148,11 +174,39 @@ public:
 
 private:
     using Parts = std::span<const std::span<const std::uint8_t>>;
+    using Clock = std::chrono::steady_clock;
+
+    // Connects again when the server has fallen silent, or has not answered, for
+    // longer than it would, or when it has made this process hold too much.
+    void KeepConnected(Clock::time_point now) {
+        if (memory_.Breached(LoadedBytes(*replica_.inspector))) {
+            kep::Warning()(
+                "kep-host: {} MiB resident, more than this joiner allows beyond its sounds: "
+                "every connection to {} is closed and opened again",
+                memory_.resident() >> 20, options_.endpoint);
+        } else if (now - lastReconnect_ < kAnswerBeforeReconnecting) {
+            return;
+        } else if (heard_ && now - lastHeard_ >= kSilenceBeforeReconnecting) {
+            kep::Info()("kep-host: nothing heard from {} for 2 s; connecting again",
+                        options_.endpoint);
+        } else if (firstUnanswered_ && now - *firstUnanswered_ >= kAnswerBeforeReconnecting) {
+            kep::Info()(
+                "kep-host: no answer from {} for 3 s (an answer over --max-snapshot-mb closes "
+                "the connection); connecting again",
+                options_.endpoint);
+        } else {
+            return;
+        }
+        client_.Reconnect();
+        lastReconnect_ = now;
+        firstUnanswered_.reset();
+    }
 
     void Receive(Parts parts, bool answer) {
         std::string error;
         if (answer ? ReceiveAnswer(parts, error) : ReceivePublished(parts, error)) {
-            lastHeard_ = std::chrono::steady_clock::now();
+            lastHeard_ = Clock::now();
+            heard_ = true;
         } else if (++faults_ <= kMaxLoggedFaults) {
             kep::Warning()("kep-host: dropped a message from {}: {}{}", options_.endpoint, error,
                            faults_ == kMaxLoggedFaults ? " (further ones are not logged)" : "");
@@ -173,7 +227,14 @@ private:
             error = fmt::format("a {} from the publisher", replication::KindName(kind));
             return false;
         }
+        const std::uint64_t sequence = feed_.sequence(), resyncs = feed_.resyncs();
         feed_.Receive(frame->header, frame->payload);
+        if (feed_.resyncs() != resyncs) {
+            kep::Info()(
+                "kep-host: out of step at batch {}, after a {} of batch {}; asking for a "
+                "snapshot",
+                sequence, replication::KindName(kind), frame->header.sequence);
+        }
         return true;
     }
 
@@ -287,7 +348,11 @@ private:
     bool applied_ = false;
     bool holdsState_ = false;
     int faults_ = 0;
-    std::chrono::steady_clock::time_point lastHeard_;
+    replication::MemoryGuard memory_;
+    bool heard_ = false;
+    Clock::time_point lastHeard_;
+    Clock::time_point lastReconnect_;
+    std::optional<Clock::time_point> firstUnanswered_;
     std::uint64_t batches_ = 0;
 };
 
@@ -304,16 +369,6 @@ std::optional<Replica> StartReplica(HostContext& context) {
     }
     replica.plugin->GetPluginLocalProperty()->SetParameterText("HumanInputTag", kCameraTag);
     return replica;
-}
-
-// Bytes of PCM in the sounds the sound system holds.
-std::uintmax_t LoadedBytes(kep::ISoundInspector& inspector) {
-    std::uintmax_t total = 0;
-    for (const std::string& name : inspector.ListSounds()) {
-        kep::SoundDescription sound;
-        total += inspector.DescribeSound(name, sound) ? sound.byteSize : 0;
-    }
-    return total;
 }
 
 // Writes what the device recorded; the exit status.
@@ -475,16 +530,11 @@ CommandRun AddJoinCommand(CLI::App& app) {
                      "the largest snapshot accepted, in MiB (default: 16)")
         ->check(CLI::Range(1, 2047))
         ->type_name("MB");
-    CLI::Option* keys =
-        command
-            ->add_option("--curve-keys", options->curveKeys,
-                         "authenticate with the keys kep-host keygen DIR --joiner NAME made in "
-                         "DIR/joiners/NAME (server.pub, joiner.pub, joiner.key)")
-            ->type_name("DIR");
-    CLI::Option* insecure = command->add_flag(
-        "--insecure", options->insecure,
-        "join without authentication or encryption: whoever answers at the endpoint is trusted");
-    RequireKeysOrInsecure(*command, keys, insecure);
+    AddKeyOptions(*command, options->curveKeys, options->insecure,
+                  "authenticate with the keys kep-host keygen DIR --joiner NAME made in "
+                  "DIR/joiners/NAME (server.pub, joiner.pub, joiner.key)",
+                  "join without authentication or encryption: whoever answers at the endpoint "
+                  "is trusted");
     command
         ->add_option("--state-out", options->stateOut,
                      "on exit, write the sounds and sources as JSON to this file")

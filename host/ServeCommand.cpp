@@ -13,6 +13,7 @@
 #include "host/ProgressLine.h"
 #include "host/ReplicationLink.h"
 #include "host/net/Endpoint.h"
+#include "host/net/MemoryGuard.h"
 #include "host/net/RateMeter.h"
 #include "host/net/ReplicationServer.h"
 #include "host/net/StateDocument.h"
@@ -37,20 +38,36 @@ struct ServeOptions {
     std::filesystem::path stateOut;
 };
 
+// What peers can make the server hold beyond its own memory, before every
+// connection is closed and opened again.
+constexpr std::uint64_t kMemoryAllowance = 192u << 20;
+
 // The replicating system and what publishes it, reached from the frame hook.
 struct Publication {
     replication::ReplicationServer* server = nullptr;
     kep::IInteractivePlugin* interactive = nullptr;
     kep::ISoundInspector* inspector = nullptr;
+    std::optional<replication::MemoryGuard> memory;  // once the scene is loaded
 
     // Once per frame, after the scene's operations and before the update, which
     // discards what has not been written by then.
     void Frame() {
-        server->Service();
+        Service();
         if (interactive->TakeChanged() != 0) {
             server->PublishBatch(replication::WriteFrame(*interactive, false));
         }
         Answer();
+    }
+
+    void Service() {
+        server->Service();
+        if (memory && memory->Breached()) {
+            kep::Warning()(
+                "kep-host: {} MiB resident, more than peers may make this server hold: every "
+                "connection is closed and opened again",
+                memory->resident() >> 20);
+            server->Reconnect();
+        }
     }
 
     // What a frame does once the run has ended: nothing new is published.
@@ -95,7 +112,7 @@ void EndRun(replication::ReplicationServer& server, Publication& publication) {
     FrameClock clock(std::chrono::duration_cast<std::chrono::nanoseconds>(
         std::chrono::duration<double>(1 / kGraceFrameRate)));
     while (clock.Elapsed() < kEndGrace && clock.Next()) {
-        server.Service();
+        publication.Service();
         if (server.stats().peers == 0) {
             return;
         }
@@ -130,13 +147,14 @@ int RunServe(HostContext& context, const ServeOptions& options) {
             replication::IsLoopback(options.endpoint) ? " (any user or container of this machine)"
                                                       : "");
     }
-    Publication publication{server.get()};
+    Publication publication{server.get(), nullptr, nullptr, std::nullopt};
     if (!session.Start(context, {true, [&publication] { publication.Frame(); }})) {
         return kExitFailed;
     }
     const auto& plugin = session.player().plugin();
     publication.interactive = kep::query<kep::IInteractivePlugin>(plugin.get());
     publication.inspector = kep::query<kep::ISoundInspector>(plugin.get());
+    publication.memory.emplace(kMemoryAllowance);
     plugin->GetPluginProperty()->SetParameterText("PlaySoundOnServer",
                                                   options.playOnServer ? "true" : "false");
 
@@ -195,17 +213,11 @@ CommandRun AddServeCommand(CLI::App& app) {
         ->add_option("--play-on-server", options->playOnServer,
                      "whether this instance also plays the sound (default: true)")
         ->type_name("true|false");
-    CLI::Option* keys =
-        command
-            ->add_option("--curve-keys", options->curveKeys,
-                         "authenticate and encrypt with the keys kep-host keygen made there "
-                         "(server.key, server.pub, and the allow-list joiners/*.pub)")
-            ->type_name("DIR");
-    CLI::Option* insecure =
-        command->add_flag("--insecure", options->insecure,
-                          "serve without authentication or encryption (to anyone who reaches "
-                          "the endpoint)");
-    RequireKeysOrInsecure(*command, keys, insecure);
+    AddKeyOptions(*command, options->curveKeys, options->insecure,
+                  "authenticate and encrypt with the keys kep-host keygen made there "
+                  "(server.key, server.pub, and the allow-list joiners/*.pub)",
+                  "serve without authentication or encryption (to anyone who reaches the "
+                  "endpoint)");
     command
         ->add_option("--state-out", options->stateOut,
                      "on exit, write the sounds and sources as JSON to this file")

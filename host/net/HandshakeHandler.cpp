@@ -20,8 +20,10 @@ constexpr int kMostRequestsPerCall = 256;
 // Removing a key takes effect within this, plus the time to close connections.
 constexpr auto kCheckPeriod = std::chrono::milliseconds(250);
 // A joiner refused at its handshake does not try again, so an unknown key has the
-// allow-list read again first (at most this often): one just added gets in.
-constexpr auto kUnknownKeyCheckPeriod = std::chrono::milliseconds(20);
+// allow-list read again first if it has changed: one just added gets in.
+constexpr auto kUnknownKeyCheckPeriod = std::chrono::milliseconds(0);
+// How long a joiner that misbehaved is refused.
+constexpr auto kRefusal = std::chrono::seconds(60);
 
 }  // namespace
 
@@ -41,11 +43,21 @@ void HandshakeHandler::Refresh(std::chrono::milliseconds interval) {
     }
 }
 
+void HandshakeHandler::Refuse(const std::string& joiner) {
+    refusedUntil_[joiner] = std::chrono::steady_clock::now() + kRefusal;
+    admitted_.erase(joiner);
+}
+
 const std::string* HandshakeHandler::Admit(std::string_view publicKey) {
     const std::string* joiner = allowList_.Find(publicKey);
     if (!joiner) {
         Refresh(kUnknownKeyCheckPeriod);
         joiner = allowList_.Find(publicKey);
+    }
+    const auto now = std::chrono::steady_clock::now();
+    std::erase_if(refusedUntil_, [&](const auto& entry) { return entry.second <= now; });
+    if (joiner && refusedUntil_.contains(*joiner)) {
+        return nullptr;
     }
     if (joiner && admitted_.insert(*joiner).second) {
         kep::Debug()("kep-host: joiner {} admitted", *joiner);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <set>
 #include <string>
 
@@ -23,6 +24,8 @@ public:
     // The joiners that got in and have been removed from the allow-list since the
     // last call: their connections must be closed, since a handshake is checked once.
     std::set<std::string> TakeRevoked();
+    // Refuses the joiner's handshakes for a while: it has sent what no joiner does.
+    void Refuse(const std::string& joiner);
 
 private:
     // The joiner with this key, reading the allow-list again if need be.
@@ -33,6 +36,7 @@ private:
     AllowList allowList_;
     std::set<std::string> admitted_;
     std::set<std::string> revoked_;
+    std::map<std::string, std::chrono::steady_clock::time_point> refusedUntil_;
 };
 
 }  // namespace replication

@@ -49,12 +49,6 @@ std::string JoinerDataManager::GetFilePath(std::string_view fileName) const {
         }
         return {};
     }
-    // The name's components after its root, of which the last few are tried.
-    const std::filesystem::path relative = std::filesystem::path(fileName).relative_path();
-    std::vector<std::filesystem::path> parts(relative.begin(), relative.end());
-    if (parts.size() > kMostComponents) {
-        parts.erase(parts.begin(), parts.end() - kMostComponents);
-    }
     std::string refusal;
     if (const std::uintmax_t loaded = loadedBytes_ ? loadedBytes_() : 0;
         loaded >= limits_.mostLoaded) {
@@ -63,16 +57,7 @@ std::string JoinerDataManager::GetFilePath(std::string_view fileName) const {
                                      static_cast<double>(loaded) / (1 << 20)));
         return {};
     }
-    for (std::size_t first = 0; first < parts.size(); ++first) {
-        std::filesystem::path tail;
-        bool climbs = false;  // a tail never reaches above its folder
-        for (std::size_t i = first; i < parts.size(); ++i) {
-            tail /= parts[i];
-            climbs = climbs || parts[i] == "..";
-        }
-        if (climbs) {
-            continue;
-        }
+    for (const auto& tail : kep::DataManager::TrailingPaths(fileName, kMostComponents)) {
         if (std::string path = Find(tail, refusal); !path.empty()) {
             return path;
         }

@@ -21,6 +21,13 @@ constexpr int kRequestQueue = 2;
 
 }  // namespace
 
+ReplicationClient::ReplicationClient(std::string endpoint, std::string snapshotEndpoint,
+                                     std::optional<JoinerKeys> keys, Limits limits)
+    : endpoint_(std::move(endpoint)),
+      snapshotEndpoint_(std::move(snapshotEndpoint)),
+      keys_(std::move(keys)),
+      limits_(limits) {}
+
 std::unique_ptr<ReplicationClient> ReplicationClient::Connect(const std::string& endpoint,
                                                               const JoinerKeys* keys, Limits limits,
                                                               std::string& error) {
@@ -28,39 +35,52 @@ std::unique_ptr<ReplicationClient> ReplicationClient::Connect(const std::string&
     if (!snapshotEndpoint) {
         return nullptr;
     }
-    std::unique_ptr<ReplicationClient> client(new ReplicationClient());
+    std::unique_ptr<ReplicationClient> client(
+        new ReplicationClient(BindableEndpoint(endpoint), BindableEndpoint(*snapshotEndpoint),
+                              keys ? std::optional(*keys) : std::nullopt, limits));
     try {
-        client->subscriber_ = zmq::socket_t(client->context_, zmq::socket_type::sub);
-        client->requester_ = zmq::socket_t(client->context_, zmq::socket_type::dealer);
-        PrepareSocket(
-            client->subscriber_,
-            {0, kBatchQueue,
-             static_cast<std::int64_t>(limits.batchBytes + kFrameHeaderSize) + kMessageSlack},
-            endpoint);
-        PrepareSocket(
-            client->requester_,
-            {kRequestQueue, kAnswerQueue,
-             static_cast<std::int64_t>(limits.snapshotBytes + kFrameHeaderSize) + kMessageSlack},
-            endpoint);
-        for (zmq::socket_t* socket : {&client->subscriber_, &client->requester_}) {
-            socket->set(zmq::sockopt::linger, 0);
-            if (keys) {
-                socket->set(zmq::sockopt::curve_serverkey, keys->serverPublicKey);
-                socket->set(zmq::sockopt::curve_publickey, keys->publicKey);
-                socket->set(zmq::sockopt::curve_secretkey, keys->secretKey);
-            }
-        }
-        client->subscriber_.set(zmq::sockopt::subscribe, "");
-        // A request is only queued for a connection that is complete, so requests
-        // made while the server is away are refused instead of piling up.
-        client->requester_.set(zmq::sockopt::immediate, 1);
-        client->subscriber_.connect(BindableEndpoint(endpoint));
-        client->requester_.connect(BindableEndpoint(*snapshotEndpoint));
+        client->OpenSockets();
     } catch (const zmq::error_t& failure) {
         error = fmt::format("cannot connect to {}: {}", endpoint, failure.what());
         return nullptr;
     }
     return client;
+}
+
+void ReplicationClient::OpenSockets() {
+    subscriber_ = zmq::socket_t(context_, zmq::socket_type::sub);
+    requester_ = zmq::socket_t(context_, zmq::socket_type::dealer);
+    PrepareSocket(
+        subscriber_,
+        {0, kBatchQueue,
+         static_cast<std::int64_t>(limits_.batchBytes + kFrameHeaderSize) + kMessageSlack},
+        endpoint_);
+    PrepareSocket(
+        requester_,
+        {kRequestQueue, kAnswerQueue,
+         static_cast<std::int64_t>(limits_.snapshotBytes + kFrameHeaderSize) + kMessageSlack},
+        endpoint_);
+    for (zmq::socket_t* socket : {&subscriber_, &requester_}) {
+        socket->set(zmq::sockopt::linger, 0);
+        if (keys_) {
+            socket->set(zmq::sockopt::curve_serverkey, keys_->serverPublicKey);
+            socket->set(zmq::sockopt::curve_publickey, keys_->publicKey);
+            socket->set(zmq::sockopt::curve_secretkey, keys_->secretKey);
+        }
+    }
+    subscriber_.set(zmq::sockopt::subscribe, "");
+    // A request is only queued for a connection that is complete, so requests
+    // made while the server is away are refused instead of piling up.
+    requester_.set(zmq::sockopt::immediate, 1);
+    subscriber_.connect(endpoint_);
+    requester_.connect(snapshotEndpoint_);
+    subscribed_ = false;
+}
+
+void ReplicationClient::Reconnect() {
+    subscriber_.close();
+    requester_.close();
+    OpenSockets();
 }
 
 bool ReplicationClient::RequestSnapshot(std::uint64_t requestId) {

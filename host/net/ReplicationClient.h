@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -41,6 +42,10 @@ public:
     ReplicationClient(const ReplicationClient&) = delete;
     ReplicationClient& operator=(const ReplicationClient&) = delete;
 
+    // Closes both connections, which frees what the server made them hold, and
+    // opens them again. ZeroMQ does not connect again by itself after a message
+    // larger than the limit.
+    void Reconnect();
     // Asks for a snapshot, naming the request; false if no connection to the
     // server could take the request now.
     bool RequestSnapshot(std::uint64_t requestId);
@@ -52,8 +57,14 @@ public:
     bool subscribed() const { return subscribed_; }
 
 private:
-    ReplicationClient() = default;
+    ReplicationClient(std::string endpoint, std::string snapshotEndpoint,
+                      std::optional<JoinerKeys> keys, Limits limits);
+    void OpenSockets();
 
+    std::string endpoint_;
+    std::string snapshotEndpoint_;
+    std::optional<JoinerKeys> keys_;
+    Limits limits_;
     zmq::context_t context_;
     zmq::socket_t subscriber_;
     zmq::socket_t requester_;

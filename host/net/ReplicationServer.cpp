@@ -24,7 +24,7 @@ constexpr auto kHeartbeatPeriod = std::chrono::milliseconds(250);
 constexpr int kMostRequestsRead = 256;
 constexpr int kMostAnswers = 64;
 // Subscription messages read per call.
-constexpr int kMostSubscriptions = 256;
+constexpr int kMostSubscriptions = 1024;
 // Batches queued for one joiner: about 8 s of a scene that changes every frame.
 constexpr int kPublishQueue = 500;
 // Requests (or subscriptions) queued from one peer.
@@ -33,7 +33,7 @@ constexpr int kInboundQueue = 32;
 constexpr int kBindAttempts = 100;
 constexpr auto kBindRetry = std::chrono::milliseconds(10);
 // Batches kept for a replay after a cut, however fast they come.
-constexpr std::size_t kMostRecent = 256;
+constexpr std::size_t kMostRecent = 512;
 
 std::uint64_t NewEpoch() {
     std::random_device random;
@@ -105,7 +105,9 @@ ReplicationServer::ReplicationServer(std::string endpoint, std::string snapshotE
       epoch_(NewEpoch()) {}
 
 ReplicationServer::~ReplicationServer() {
-    monitor_.reset();  // before the socket it watches
+    // Before the sockets they watch.
+    monitor_.reset();
+    snapshotMonitor_.reset();
 }
 
 std::unique_ptr<ReplicationServer> ReplicationServer::Bind(const std::string& endpoint,
@@ -156,28 +158,37 @@ void ReplicationServer::OpenSockets() {
             socket->set(zmq::sockopt::curve_secretkey, keys_->secretKey);
         }
     }
-    monitor_ = std::make_unique<PeerMonitor>();
-    monitor_->init(publisher_, fmt::format("inproc://publisher-events-{}", ++monitors_),
-                   ZMQ_EVENT_ACCEPTED | ZMQ_EVENT_DISCONNECTED |
-                       ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL | ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL |
-                       ZMQ_EVENT_HANDSHAKE_FAILED_AUTH);
+    for (auto [monitor, socket] :
+         {std::pair{&monitor_, &publisher_}, std::pair{&snapshotMonitor_, &snapshots_}}) {
+        *monitor = std::make_unique<PeerMonitor>();
+        (*monitor)->init(*socket, fmt::format("inproc://replication-events-{}", ++monitors_),
+                         ZMQ_EVENT_ACCEPTED | ZMQ_EVENT_DISCONNECTED |
+                             ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL |
+                             ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL | ZMQ_EVENT_HANDSHAKE_FAILED_AUTH);
+    }
     BindRetrying(publisher_, endpoint_);
     BindRetrying(snapshots_, snapshotEndpoint_);
 }
 
 void ReplicationServer::CloseSockets() {
+    if (monitor_) {
+        failedBefore_ += monitor_->failedHandshakes() + snapshotMonitor_->failedHandshakes();
+    }
     monitor_.reset();
+    snapshotMonitor_.reset();
     for (zmq::socket_t* socket : {&publisher_, &snapshots_}) {
         socket->set(zmq::sockopt::linger, 0);
         socket->close();
     }
 }
 
-void ReplicationServer::CutOff(const std::set<std::string>& revoked) {
-    // A handshake is checked once: every connection is closed, and those still in
-    // the allow-list come back by themselves.
+void ReplicationServer::Reconnect() {
+    Reopen({});
+}
+
+void ReplicationServer::Reopen(const std::set<std::string>& gone) {
     Rejoin rejoin{Clock::now(), subscribers_, {}};
-    for (const std::string& name : revoked) {
+    for (const std::string& name : gone) {
         rejoin.awaited.erase(name);
     }
     if (rejoin_) {
@@ -210,8 +221,10 @@ void ReplicationServer::Resume() {
 void ReplicationServer::Service() {
     if (handshakes_) {
         handshakes_->Service();
+        // A handshake is checked once: a joiner removed from the allow-list is cut
+        // off by closing every connection; those still in it come back by themselves.
         if (const auto revoked = handshakes_->TakeRevoked(); !revoked.empty()) {
-            CutOff(revoked);
+            Reopen(revoked);
         }
     }
     if (!monitor_) {
@@ -219,10 +232,13 @@ void ReplicationServer::Service() {
     }
     while (monitor_->check_event(0)) {
     }
+    while (snapshotMonitor_->check_event(0)) {
+    }
     stats_.peers = monitor_->peers();
     // Logged at the 1st, 2nd, 4th, 8th... failure: a peer retrying every few
     // hundred milliseconds cannot flood the log.
-    const std::uint64_t failed = monitor_->failedHandshakes();
+    const std::uint64_t failed =
+        failedBefore_ + monitor_->failedHandshakes() + snapshotMonitor_->failedHandshakes();
     if (failed > 0 && failed >= 2 * failedLogged_) {
         kep::Warning()(
             "kep-host: {} handshake(s) with peers failed so far: they hold no CURVE "
@@ -237,20 +253,20 @@ void ReplicationServer::Service() {
 }
 
 void ReplicationServer::TakeSubscriptions() {
+    std::set<std::string> misbehaving;
     zmq::message_t message;
     for (int taken = 0;
          taken < kMostSubscriptions && publisher_.recv(message, zmq::recv_flags::dontwait);
          ++taken) {
         // 1 then a prefix subscribes, 0 then a prefix unsubscribes. Joiners take the
-        // whole stream (the empty prefix); any other prefix would cost memory for
-        // nothing and is dropped.
-        const auto bytes = message.data<std::uint8_t>();
-        if (message.size() != 1 || bytes[0] > 1) {
-            continue;
-        }
+        // whole stream (the empty prefix); ZeroMQ keeps any other prefix, for
+        // nothing: a joiner that sends one is cut off and refused for a while.
         const char* user = zmq_msg_gets(message.handle(), "User-Id");
         const std::string joiner = user ? user : "";
-        if (bytes[0] == 1) {
+        const auto bytes = message.data<std::uint8_t>();
+        if (message.size() != 1 || bytes[0] > 1) {
+            misbehaving.insert(joiner);
+        } else if (bytes[0] == 1) {
             publisher_.set(zmq::sockopt::subscribe, "");
             subscribers_.insert(joiner);
             if (rejoin_) {
@@ -260,6 +276,18 @@ void ReplicationServer::TakeSubscriptions() {
             publisher_.set(zmq::sockopt::unsubscribe, "");
             subscribers_.erase(joiner);
         }
+    }
+    // Without keys nobody can be told apart: the memory guard bounds what they cost.
+    misbehaving.erase("");
+    if (!misbehaving.empty() && handshakes_) {
+        for (const std::string& joiner : misbehaving) {
+            kep::Warning()(
+                "kep-host: joiner {} subscribed to what no joiner does; it is cut off and "
+                "refused for a minute",
+                joiner);
+            handshakes_->Refuse(joiner);
+        }
+        Reopen(misbehaving);
     }
 }
 

@@ -57,7 +57,7 @@ public:
     static constexpr auto kAnswerInterval = std::chrono::milliseconds(500);
     static constexpr int kSnapshotQueue = 2;
     static constexpr auto kRejoinWait = std::chrono::milliseconds(500);
-    static constexpr auto kReplay = std::chrono::milliseconds(500);
+    static constexpr auto kReplay = std::chrono::seconds(2);
 
     // Binds the publisher at the endpoint and the snapshot socket beside it; null,
     // with the reason in `error`, if either cannot be bound. With keys, only the
@@ -83,6 +83,9 @@ public:
     // Tells the joiners that the run has ended with the last batch published; it
     // is told again with every heartbeat after.
     void PublishEnd();
+    // Closes every connection, which frees what peers made it hold, and opens the
+    // sockets again; the joiners come back and stay in step.
+    void Reconnect();
 
     Stats stats() const { return stats_; }
     std::uint64_t epoch() const { return epoch_; }
@@ -101,7 +104,8 @@ private:
     ReplicationServer(std::string endpoint, std::string snapshotEndpoint);
     void OpenSockets();
     void CloseSockets();
-    void CutOff(const std::set<std::string>& revoked);
+    // Closes every connection; publication waits for the joiners but these.
+    void Reopen(const std::set<std::string>& gone);
     void TakeSubscriptions();
     void Send(const Message& message);
     void Resume();
@@ -117,6 +121,8 @@ private:
     zmq::socket_t publisher_;
     zmq::socket_t snapshots_;
     std::unique_ptr<PeerMonitor> monitor_;
+    std::unique_ptr<PeerMonitor> snapshotMonitor_;  // for its failed handshakes
+    std::uint64_t failedBefore_ = 0;                // by the sockets closed since
     int monitors_ = 0;
     std::uint64_t epoch_;
     Stats stats_;

@@ -27,21 +27,9 @@ std::string DataManager::GetFilePath(std::string_view fileName) const {
     if (IsFile(name)) {
         return Normal(name);
     }
-    // The name's components after its root; then the shorter tails of them, so
-    // that a path from another machine is found in a copy of its folder here.
-    const std::filesystem::path relative = name.relative_path();
-    const std::vector<std::filesystem::path> parts(relative.begin(), relative.end());
+    // A path from another machine is found in a copy of its folder here.
     const auto rootList = roots();
-    for (std::size_t first = 0; first < parts.size(); ++first) {
-        std::filesystem::path tail;
-        bool climbs = false;  // a tail never reaches above its root
-        for (std::size_t i = first; i < parts.size(); ++i) {
-            tail /= parts[i];
-            climbs = climbs || parts[i] == "..";
-        }
-        if (climbs) {
-            continue;
-        }
+    for (const auto& tail : TrailingPaths(fileName)) {
         for (const auto& root : rootList) {
             if (IsFile(root / tail)) {
                 return Normal(root / tail);
@@ -49,6 +37,28 @@ std::string DataManager::GetFilePath(std::string_view fileName) const {
         }
     }
     return {};
+}
+
+std::vector<std::filesystem::path> DataManager::TrailingPaths(std::string_view fileName,
+                                                              std::size_t mostComponents) {
+    const std::filesystem::path relative = std::filesystem::path(fileName).relative_path();
+    std::vector<std::filesystem::path> parts(relative.begin(), relative.end());
+    if (parts.size() > mostComponents) {
+        parts.erase(parts.begin(), parts.end() - static_cast<std::ptrdiff_t>(mostComponents));
+    }
+    std::vector<std::filesystem::path> tails;
+    for (std::size_t first = 0; first < parts.size(); ++first) {
+        std::filesystem::path tail;
+        bool climbs = false;
+        for (std::size_t i = first; i < parts.size(); ++i) {
+            tail /= parts[i];
+            climbs = climbs || parts[i] == "..";
+        }
+        if (!climbs) {
+            tails.push_back(std::move(tail));
+        }
+    }
+    return tails;
 }
 
 void DataManager::AddRoot(std::filesystem::path root) {

@@ -32,18 +32,17 @@
 // --curve-keys DIR: as a peer, a joiner's folder (kep-host keygen DIR --joiner
 // NAME); as a server, the server's folder, whose allow-list is admitted.
 #include <netdb.h>
-#include <poll.h>
 #include <sodium.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
-#include <iostream>
 #include <optional>
 #include <random>
 #include <string>
@@ -89,6 +88,15 @@ struct UsageError {
     std::string reason;
 };
 
+constexpr const char* kUsage =
+    "usage: replication_attacker MODE ENDPOINT SECONDS [ARGS] [--curve-keys DIR]\n"
+    "  requests ENDPOINT SECONDS CONNECTIONS\n"
+    "  subscriptions ENDPOINT SECONDS COUNT BYTES [--wire]\n"
+    "  multipart ENDPOINT SECONDS [--to snapshot|publisher] [--wire] [--part-bytes N]\n"
+    "            [--limit-mb M]\n"
+    "  server ENDPOINT SECONDS paths PATH... | repeat NAME PATH COUNT | unknown MB |\n"
+    "         huge-names COUNT | unsolicited | multipart [--wire] [--limit-mb M]\n";
+
 template <class T>
 T Number(const std::string& text) {
     T value{};
@@ -125,7 +133,7 @@ Options ParseOptions(int argc, char** argv) {
     }
     if (options.positional.size() < 3 || (options.to != "snapshot" && options.to != "publisher") ||
         options.partBytes == 0) {
-        throw UsageError{"see the usage at the top of tests/net/attacker.cpp"};
+        throw UsageError{"a mode, an endpoint and a number of seconds"};
     }
     return options;
 }
@@ -209,7 +217,11 @@ Bytes PoisonedSnapshot() {
 
 class WireConnection {
 public:
-    explicit WireConnection(int descriptor) : descriptor_(descriptor) {}
+    // Reads give up after a while, so that a silent peer cannot hold a mode past its time.
+    explicit WireConnection(int descriptor) : descriptor_(descriptor) {
+        const timeval readTimeout{2, 0};
+        setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &readTimeout, sizeof readTimeout);
+    }
     ~WireConnection() {
         if (descriptor_ >= 0) {
             close(descriptor_);
@@ -609,9 +621,10 @@ public:
     }
 
     void Run() {
+        // With --wire a listener stands in for the publisher; -1 is not polled.
         std::array<zmq::pollitem_t, 3> items{
             {{snapshots_.handle(), 0, ZMQ_POLLIN, 0},
-             {publisher_.handle(), 0, ZMQ_POLLIN, 0},
+             {publisher_.handle(), publisher_ ? 0 : -1, ZMQ_POLLIN, 0},
              {nullptr, listener_ ? listener_->descriptor() : -1, ZMQ_POLLIN, 0}}};
         auto nextBeat = start_;
         auto nextUnsolicited = start_;
@@ -674,7 +687,7 @@ private:
         } else if (attack_ == "huge-names") {
             hugeAnswersLeft_ = hugeBatchesLeft_ = Number<int>(arguments_[0]);
         } else if (attack_ == "unknown") {
-            Number<double>(arguments_[0]);
+            unknownMb_ = Number<double>(arguments_[0]);
         } else if (attack_ == "unsolicited") {
             offByOneLeft_ = kOffByOneRequests;
         }
@@ -833,8 +846,7 @@ private:
             PublishBatch(Batch(1, CreateSoundRecord(arguments_[0], arguments_[1])));
             nextRepeat_ = now + std::chrono::milliseconds(20);
         } else if (attack_ == "unknown" && sequence_ == kFirstSequence) {
-            const auto records =
-                static_cast<std::uint32_t>(Number<double>(arguments_[0]) * (1 << 20) / 4);
+            const auto records = static_cast<std::uint32_t>(unknownMb_ * (1 << 20) / 4);
             Bytes payload;
             for (std::uint32_t i = 0; i < records; ++i) {
                 Append32(payload, kUnknownCode);
@@ -888,6 +900,7 @@ private:
     Clock::time_point nextRepeat_;
     int repeatsLeft_ = 0, hugeAnswersLeft_ = 0, hugeBatchesLeft_ = 0, offByOneLeft_ = 0;
     int trueAnswers_ = 0, hostileAnswers_ = 0, unsolicited_ = 0;
+    double unknownMb_ = 0;
     std::uint32_t firstGuessedId_ = 0;
     std::uint64_t multipartBytes_ = 0;
 };
@@ -918,7 +931,7 @@ int main(int argc, char** argv) {
             throw UsageError{"unknown mode " + mode};
         }
     } catch (const UsageError& usage) {
-        std::fprintf(stderr, "replication_attacker: %s\n", usage.reason.c_str());
+        std::fprintf(stderr, "replication_attacker: %s\n%s", usage.reason.c_str(), kUsage);
         return kUsageError;
     } catch (const zmq::error_t& failure) {
         std::fprintf(stderr, "replication_attacker: %s\n", failure.what());

@@ -30,6 +30,12 @@ public:
     void AddRoot(std::filesystem::path root);
     std::vector<std::filesystem::path> roots() const;
 
+    // The name's trailing paths, longest first, of at most `mostComponents`
+    // components, leaving out those that would reach above the folder they are
+    // put under (".."): where a name is looked for under each root.
+    static std::vector<std::filesystem::path> TrailingPaths(
+        std::string_view fileName, std::size_t mostComponents = static_cast<std::size_t>(-1));
+
 private:
     mutable std::mutex mutex_;
     std::vector<std::filesystem::path> roots_;
