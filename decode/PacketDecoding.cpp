@@ -137,13 +137,14 @@ PcmBytes FFStream::DecodePackets(std::size_t expectedBytes) {
                 break;
             }
             totalSize += static_cast<std::uint32_t>(size);
-            // A longer sound would reach OpenAL cut to its size's 32 bits: it fails.
-            if (decoded.size() > kLargestBuffer) {
-                throw std::length_error(TooLarge());
-            }
         }
     };
-    while (packetQueue.DecodeNext(decode)) {
+    try {
+        while (packetQueue.DecodeNext(decode)) {
+        }
+    } catch (...) {
+        packetQueue.Finish();  // the reader need not read on
+        throw;
     }
     // No flush packet is sent: frames the decoder still holds are not retrieved
     // (kept as is).
@@ -204,6 +205,11 @@ std::int32_t FFStream::ConvertFrame(AVFrame* frame, PcmBytes& decoded) {
     const auto room =
         static_cast<std::size_t>(FFALIGN(outSamples, kSampleAlignment)) *
         static_cast<std::size_t>(std::max(frameChannels, outChannels) * bytesPerSample);
+    // A longer sound would reach OpenAL cut to its size's 32 bits: it fails, before
+    // the PCM grows past what it could ever be.
+    if (start + room > kLargestBuffer) {
+        throw std::length_error(TooLarge());
+    }
     decoded.resize(start + room);
     const int converted = resampler.Convert(decoded.data() + start, outSamples, *frame);
     if (converted < 0) {

@@ -41,8 +41,9 @@ constexpr auto kRequestInterval = std::chrono::seconds(1);
 constexpr auto kSilenceBeforeReconnecting = std::chrono::seconds(2);
 constexpr auto kAnswerBeforeReconnecting = std::chrono::seconds(3);
 // What a server can make a joiner hold beyond the joiner's own memory and its
-// sounds, before every connection is closed and opened again.
-constexpr std::uint64_t kMemoryAllowance = 192u << 20;
+// sounds, before every connection is closed and opened again: its queues, full,
+// and this much more.
+constexpr std::uint64_t kMemorySlack = 64u << 20;
 // A server tells its end for a few seconds; past this, a joiner that has not
 // caught up with it will not.
 constexpr auto kEndWait = std::chrono::seconds(4);
@@ -77,27 +78,18 @@ struct Replica {
     kep::ISoundInspector* inspector = nullptr;
 };
 
-// Bytes of PCM in the sounds the sound system holds.
-std::uintmax_t LoadedBytes(kep::ISoundInspector& inspector) {
-    std::uintmax_t total = 0;
-    for (const std::string& name : inspector.ListSounds()) {
-        kep::SoundDescription sound;
-        total += inspector.DescribeSound(name, sound) ? sound.byteSize : 0;
-    }
-    return total;
-}
-
 class Joiner {
 public:
     Joiner(HostContext& context, const JoinOptions& options, Replica replica,
-           replication::ReplicationClient& client, std::optional<Scene> cameraScene)
+           replication::ReplicationClient& client, replication::MemoryGuard& memory,
+           std::optional<Scene> cameraScene)
         : context_(context),
           options_(options),
           replica_(std::move(replica)),
           client_(client),
+          memory_(memory),
           cameraScene_(std::move(cameraScene)),
-          feed_([this](const auto& frame) { return Apply(frame); }, {}),
-          memory_(kMemoryAllowance) {}
+          feed_([this](const auto& frame) { return Apply(frame); }, {}) {}
 
     // Runs until the server ends its run, the time is up, the user interrupts or
     // the server cannot be heard; the exit status.
@@ -116,7 +108,9 @@ public:
             }
             const double elapsed = clock.Elapsed().count();
             const auto now = std::chrono::steady_clock::now();
-            KeepConnected(now);
+            if (!KeepConnected(now)) {
+                return kExitFailed;
+            }
             if (feed_.waiting() && client_.subscribed() && now - lastRequest >= kRequestInterval) {
                 client_.RequestSnapshot(feed_.NewRequest());
                 lastRequest = now;
@@ -177,16 +171,40 @@ private:
     using Clock = std::chrono::steady_clock;
 
     // Connects again when the server has fallen silent, or has not answered, for
-    // longer than it would, or when it has made this process hold too much.
-    void KeepConnected(Clock::time_point now) {
-        if (memory_.Breached(LoadedBytes(*replica_.inspector))) {
+    // longer than it would, or when it has made this process hold too much; false
+    // if closing the connections did not free that memory.
+    bool KeepConnected(Clock::time_point now) {
+        if (closed_) {
+            if (now - *closed_ < replication::MemoryGuard::kSettleTime) {
+                return true;
+            }
+            if (!memory_.Settled()) {
+                PrintError(
+                    "kep-host: {} MiB resident, and closing the connections to {} freed too "
+                    "little: the server makes this instance hold memory it cannot give back; "
+                    "leaving\n",
+                    memory_.resident() >> 20, options_.endpoint);
+                return false;
+            }
+            client_.Open();
+            closed_.reset();
+            lastReconnect_ = now;
+            return true;
+        }
+        if (memory_.Breached()) {
             kep::Warning()(
                 "kep-host: {} MiB resident, more than this joiner allows beyond its sounds: "
                 "every connection to {} is closed and opened again",
                 memory_.resident() >> 20, options_.endpoint);
-        } else if (now - lastReconnect_ < kAnswerBeforeReconnecting) {
-            return;
-        } else if (heard_ && now - lastHeard_ >= kSilenceBeforeReconnecting) {
+            client_.Close();
+            closed_ = now;
+            firstUnanswered_.reset();
+            return true;
+        }
+        if (now - lastReconnect_ < kAnswerBeforeReconnecting) {
+            return true;
+        }
+        if (heard_ && now - lastHeard_ >= kSilenceBeforeReconnecting) {
             kep::Info()("kep-host: nothing heard from {} for 2 s; connecting again",
                         options_.endpoint);
         } else if (firstUnanswered_ && now - *firstUnanswered_ >= kAnswerBeforeReconnecting) {
@@ -195,11 +213,12 @@ private:
                 "the connection); connecting again",
                 options_.endpoint);
         } else {
-            return;
+            return true;
         }
         client_.Reconnect();
         lastReconnect_ = now;
         firstUnanswered_.reset();
+        return true;
     }
 
     void Receive(Parts parts, bool answer) {
@@ -343,13 +362,14 @@ private:
     const JoinOptions& options_;
     Replica replica_;
     replication::ReplicationClient& client_;
+    replication::MemoryGuard& memory_;
     std::optional<Scene> cameraScene_;
     replication::ReplicaFeed feed_;
     bool applied_ = false;
     bool holdsState_ = false;
     int faults_ = 0;
-    replication::MemoryGuard memory_;
     bool heard_ = false;
+    std::optional<Clock::time_point> closed_;  // by the memory guard
     Clock::time_point lastHeard_;
     Clock::time_point lastReconnect_;
     std::optional<Clock::time_point> firstUnanswered_;
@@ -412,13 +432,6 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
             return kExitFailed;
         }
     }
-    const auto client = replication::ReplicationClient::Connect(
-        options.endpoint, keys ? &*keys : nullptr,
-        {options.maxBatchKb << 10, options.maxSnapshotMb << 20}, error);
-    if (!client) {
-        PrintError("kep-host: {}\n", error);
-        return kExitFailed;
-    }
     if (!keys) {
         kep::Warning()(
             "kep-host: --insecure: the server at {} is not authenticated: whoever answers there "
@@ -443,10 +456,23 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
     kep::SetDataManager(std::make_shared<replication::JoinerDataManager>(
         options.dataRoots.empty() ? std::vector<std::filesystem::path>{"."} : options.dataRoots,
         replication::JoinerDataManager::Limits{options.maxSoundMb << 20, options.maxSoundsMb << 20},
-        [inspector = replica->inspector] { return LoadedBytes(*inspector); }));
+        [inspector = replica->inspector] { return replication::LoadedBytes(*inspector); }));
+    // Before the first connection: all that comes through one counts.
+    const replication::ReplicationClient::Limits limits{options.maxBatchKb << 10,
+                                                        options.maxSnapshotMb << 20};
+    replication::MemoryGuard memory(
+        kMemorySlack + replication::ReplicationClient::kBatchQueue * limits.batchBytes +
+            (replication::ReplicationClient::kAnswerQueue + 1) * limits.snapshotBytes,
+        [inspector = replica->inspector] { return replication::LoadedBytes(*inspector); });
+    const auto client = replication::ReplicationClient::Connect(
+        options.endpoint, keys ? &*keys : nullptr, limits, error);
+    if (!client) {
+        PrintError("kep-host: {}\n", error);
+        return kExitFailed;
+    }
     Print("Joining {}\n", options.endpoint);
     std::fflush(stdout);
-    Joiner joiner(context, options, *replica, *client, std::move(cameraScene));
+    Joiner joiner(context, options, *replica, *client, memory, std::move(cameraScene));
     const int status = joiner.Run(*camera);
     kep::SetDataManager(nullptr);  // it reads the replica, which goes before the program ends
     if (!options.stateOut.empty() &&

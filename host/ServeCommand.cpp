@@ -47,7 +47,8 @@ struct Publication {
     replication::ReplicationServer* server = nullptr;
     kep::IInteractivePlugin* interactive = nullptr;
     kep::ISoundInspector* inspector = nullptr;
-    std::optional<replication::MemoryGuard> memory;  // once the scene is loaded
+    replication::MemoryGuard* memory = nullptr;
+    std::optional<std::chrono::steady_clock::time_point> closed;  // by the memory guard
 
     // Once per frame, after the scene's operations and before the update, which
     // discards what has not been written by then.
@@ -59,14 +60,27 @@ struct Publication {
         Answer();
     }
 
+    // Answers handshakes and the like; closes every connection when peers have made
+    // the server hold too much, and opens them again once that has settled.
     void Service() {
         server->Service();
-        if (memory && memory->Breached()) {
+        const auto now = std::chrono::steady_clock::now();
+        if (closed && now - *closed >= replication::MemoryGuard::kSettleTime) {
+            if (!memory->Settled()) {
+                kep::Warning()(
+                    "kep-host: {} MiB resident with every connection closed: the server holds "
+                    "that much itself",
+                    memory->resident() >> 20);
+            }
+            server->OpenConnections();
+            closed.reset();
+        } else if (!closed && memory->Breached()) {
             kep::Warning()(
                 "kep-host: {} MiB resident, more than peers may make this server hold: every "
                 "connection is closed and opened again",
                 memory->resident() >> 20);
-            server->Reconnect();
+            server->CloseConnections();
+            closed = now;
         }
     }
 
@@ -113,7 +127,7 @@ void EndRun(replication::ReplicationServer& server, Publication& publication) {
         std::chrono::duration<double>(1 / kGraceFrameRate)));
     while (clock.Elapsed() < kEndGrace && clock.Next()) {
         publication.Service();
-        if (server.stats().peers == 0) {
+        if (server.stats().peers == 0 && !server.rejoining() && !publication.closed) {
             return;
         }
         publication.Answer();
@@ -131,6 +145,12 @@ int RunServe(HostContext& context, const ServeOptions& options) {
     if (!keysUsable) {
         return kExitFailed;
     }
+    // Before the sockets are bound: all that comes through them counts. The scene's
+    // sounds are its own.
+    kep::ISoundInspector* inspector = nullptr;
+    replication::MemoryGuard memory(kMemoryAllowance, [&inspector] {
+        return inspector ? replication::LoadedBytes(*inspector) : 0;
+    });
     std::string error;
     const auto server =
         replication::ReplicationServer::Bind(options.endpoint, keys ? &*keys : nullptr, error);
@@ -147,14 +167,13 @@ int RunServe(HostContext& context, const ServeOptions& options) {
             replication::IsLoopback(options.endpoint) ? " (any user or container of this machine)"
                                                       : "");
     }
-    Publication publication{server.get(), nullptr, nullptr, std::nullopt};
+    Publication publication{server.get(), nullptr, nullptr, &memory, std::nullopt};
     if (!session.Start(context, {true, [&publication] { publication.Frame(); }})) {
         return kExitFailed;
     }
     const auto& plugin = session.player().plugin();
     publication.interactive = kep::query<kep::IInteractivePlugin>(plugin.get());
-    publication.inspector = kep::query<kep::ISoundInspector>(plugin.get());
-    publication.memory.emplace(kMemoryAllowance);
+    publication.inspector = inspector = kep::query<kep::ISoundInspector>(plugin.get());
     plugin->GetPluginProperty()->SetParameterText("PlaySoundOnServer",
                                                   options.playOnServer ? "true" : "false");
 

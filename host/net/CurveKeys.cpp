@@ -36,7 +36,7 @@ bool IsJoinerName(std::string_view name) {
                c == '.' || c == '_' || c == '-';
     };
     return !name.empty() && name.size() <= kLongestJoinerName && name[0] != '.' && name[0] != '-' &&
-           std::all_of(name.begin(), name.end(), allowed);
+           !name.ends_with(".pub") && std::all_of(name.begin(), name.end(), allowed);
 }
 
 bool MakeServerKeys(const std::filesystem::path& folder, std::string& error) {
@@ -63,7 +63,7 @@ bool AddJoiner(const std::filesystem::path& folder, std::string_view name, std::
     if (!IsJoinerName(name)) {
         error = fmt::format(
             "{}: a joiner's name is 1 to {} letters, digits, '.', '_' or '-', not starting "
-            "with '.' or '-'",
+            "with '.' or '-' nor ending with .pub",
             name, kLongestJoinerName);
         return false;
     }

@@ -32,7 +32,8 @@ struct JoinerKeys {
 inline constexpr const char* kJoinersFolder = "joiners";
 
 // A joiner's name: 1 to 64 letters, digits, '.', '_' or '-', not starting with '.'
-// or '-', so that it is a file name in any folder and on any command line.
+// or '-' nor ending with ".pub", so that it is a file name in any folder and on any
+// command line, and its folder is not taken for a key.
 bool IsJoinerName(std::string_view name);
 
 // Makes the server's key pair and an empty allow-list in the folder (made if need

@@ -46,8 +46,6 @@ struct FrameHeader {
 
 inline constexpr std::size_t kFrameHeaderSize = 28;
 inline constexpr std::uint8_t kFrameVersion = 2;
-// A replication message larger than this is refused, whatever its header says.
-inline constexpr std::size_t kMaxFrameSize = 64u << 20;
 
 // The header followed by the payload, its length filled in.
 std::vector<std::uint8_t> EncodeFrame(FrameHeader header, std::span<const std::uint8_t> payload);

@@ -19,6 +19,7 @@ namespace {
 constexpr mode_t kFolderMode = 0700;
 constexpr mode_t kKeyMode = 0600;
 constexpr mode_t kOthersBits = 0077;
+constexpr mode_t kOthersWriteBits = 0022;
 // A key and its line end; anything longer is not a key file.
 constexpr std::size_t kLongestKeyFile = kZ85KeyLength + 2;
 
@@ -63,6 +64,44 @@ std::string FolderReason(int error, int base, const std::string& name) {
         return Reason(ELOOP);
     }
     return Reason(error);
+}
+
+// What makes a folder or a key that others could change: one that others can
+// write to, or that another user owns, could have a key put in or swapped.
+std::optional<std::string> OpenToOthers(const struct stat& status) {
+    if (status.st_uid != ::geteuid() && status.st_uid != 0) {
+        return "it belongs to another user";
+    }
+    if ((status.st_mode & kOthersWriteBits) != 0) {
+        return fmt::format("others can write to it (mode {:04o})", status.st_mode & 07777);
+    }
+    return std::nullopt;
+}
+
+// Checks a folder just opened: one being made is made the owner's alone, one
+// being read must not be open to others.
+bool CheckFolder(int descriptor, const std::filesystem::path& path, bool make, std::string& error) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) {
+        error = fmt::format("{}: {}", path.string(), std::strerror(errno));
+        return false;
+    }
+    if (make && status.st_uid == ::geteuid()) {
+        if ((status.st_mode & kOthersBits) != 0 && ::fchmod(descriptor, kFolderMode) != 0) {
+            error = fmt::format("{}: cannot be made the owner's alone: {}", path.string(),
+                                std::strerror(errno));
+            return false;
+        }
+        return true;
+    }
+    if (const auto reason = OpenToOthers(status)) {
+        error = fmt::format(
+            "{}: {}, so its keys cannot be trusted; make it yours alone: chmod "
+            "700 {}",
+            path.string(), *reason, path.string());
+        return false;
+    }
+    return true;
 }
 
 bool IsZ85Key(std::string_view text) {
@@ -116,11 +155,7 @@ std::optional<KeyFolder> KeyFolder::Open(const std::filesystem::path& given, boo
         error = fmt::format("{}: {}", folder.string(), FolderReason(errno, AT_FDCWD, folder));
         return std::nullopt;
     }
-    struct stat status {};
-    if (make && ::fstat(descriptor.get(), &status) == 0 && (status.st_mode & kOthersBits) != 0 &&
-        ::fchmod(descriptor.get(), kFolderMode) != 0) {
-        error = fmt::format("{}: cannot be made the owner's alone: {}", folder.string(),
-                            std::strerror(errno));
+    if (!CheckFolder(descriptor.get(), folder, make, error)) {
         return std::nullopt;
     }
     return KeyFolder(descriptor.release(), folder);
@@ -134,13 +169,16 @@ std::optional<KeyFolder> KeyFolder::Child(std::string_view name, bool make,
         error = fmt::format("{}: {}", path.string(), Reason(errno));
         return std::nullopt;
     }
-    const int descriptor =
-        ::openat(descriptor_, entry.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (descriptor < 0) {
+    Descriptor descriptor(
+        ::openat(descriptor_, entry.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (descriptor.get() < 0) {
         error = fmt::format("{}: {}", path.string(), FolderReason(errno, descriptor_, entry));
         return std::nullopt;
     }
-    return KeyFolder(descriptor, path);
+    if (!CheckFolder(descriptor.get(), path, make, error)) {
+        return std::nullopt;
+    }
+    return KeyFolder(descriptor.release(), path);
 }
 
 bool KeyFolder::WriteKey(std::string_view name, const std::string& key, std::string& error) const {
@@ -187,6 +225,11 @@ std::optional<std::string> KeyFolder::ReadKey(std::string_view name, bool secret
     }
     if (secret && status.st_uid != ::geteuid()) {
         error = fmt::format("{}: a secret key must belong to the user who uses it", path);
+        return std::nullopt;
+    }
+    if (const auto reason = OpenToOthers(status)) {
+        error = fmt::format("{}: {}, so it cannot be trusted; make it yours alone: chmod 600 {}",
+                            path, *reason, path);
         return std::nullopt;
     }
     std::array<char, kLongestKeyFile + 1> bytes{};

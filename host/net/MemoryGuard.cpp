@@ -1,23 +1,18 @@
 #include "host/net/MemoryGuard.h"
 
-#include <algorithm>
 #include <cstdio>
+#include <string>
 
 #include <malloc.h>
 #include <unistd.h>
+
+#include "kep/ISoundInspector.h"
 
 namespace replication {
 
 namespace {
 
 constexpr auto kCheckPeriod = std::chrono::milliseconds(50);
-// ZeroMQ frees a closed connection's messages on its own thread, soon after.
-constexpr auto kSettleTime = std::chrono::milliseconds(200);
-// Between breaches: the shortest wait, and the longest, which the wait doubles up
-// to while closing connections frees nothing (the memory is held elsewhere), so
-// that honest peers are not cut off again and again.
-constexpr auto kShortestWait = std::chrono::milliseconds(250);
-constexpr auto kLongestWait = std::chrono::seconds(16);
 // Sanitizers keep memory of their own (freed blocks held back, shadow memory).
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::uint64_t kSanitizerAllowance = 1ull << 30;
@@ -38,32 +33,44 @@ std::uint64_t ResidentBytes() {
     return read ? resident * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE)) : 0;
 }
 
-MemoryGuard::MemoryGuard(std::uint64_t allowance)
+std::uint64_t LoadedBytes(kep::ISoundInspector& inspector) {
+    std::uint64_t total = 0;
+    for (const std::string& name : inspector.ListSounds()) {
+        kep::SoundDescription sound;
+        total += inspector.DescribeSound(name, sound) ? sound.byteSize : 0;
+    }
+    return total;
+}
+
+MemoryGuard::MemoryGuard(std::uint64_t allowance, Held held)
     : base_(ResidentBytes()),
       allowance_(allowance + kSanitizerAllowance),
-      resident_(base_),
-      wait_(kShortestWait) {}
+      held_(std::move(held)),
+      resident_(base_) {}
 
-bool MemoryGuard::Breached(std::uint64_t held) {
+std::uint64_t MemoryGuard::Limit() const {
+    return base_ + (held_ ? held_() : 0) + allowance_;
+}
+
+bool MemoryGuard::Breached() {
     const auto now = Clock::now();
-    const std::uint64_t most = base_ + held + allowance_;
-    if (settling_ && now - breached_ >= kSettleTime) {
-        settling_ = false;
-        ::malloc_trim(0);
-        const bool freed = ResidentBytes() <= most;
-        wait_ = freed ? kShortestWait : std::min<Clock::duration>(2 * wait_, kLongestWait);
-    }
-    if (now - checked_ < kCheckPeriod || now - breached_ < wait_) {
+    if (now - checked_ < kCheckPeriod) {
         return false;
     }
     checked_ = now;
     resident_ = ResidentBytes();
-    if (resident_ <= most) {
-        return false;
+    return resident_ > Limit();
+}
+
+bool MemoryGuard::Settled() {
+    ::malloc_trim(0);
+    resident_ = ResidentBytes();
+    const std::uint64_t limit = Limit();
+    if (resident_ <= limit) {
+        return true;
     }
-    breached_ = now;
-    settling_ = true;
-    return true;
+    base_ += resident_ - limit;
+    return false;
 }
 
 }  // namespace replication

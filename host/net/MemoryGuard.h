@@ -2,6 +2,11 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
+
+namespace kep {
+class ISoundInspector;
+}
 
 namespace replication {
 
@@ -9,35 +14,43 @@ namespace replication {
 // or subscriptions without number, make a process that receives them grow without
 // limit, and an admitted peer (or anyone, without keys) can send them. The guard
 // notices the process's resident memory passing what it allows beyond the
-// program's own; the caller then closes and opens again every connection, which
-// frees what they held.
+// program's own; the caller then closes every connection, which frees what they
+// held, lets it settle, and opens them again.
 class MemoryGuard {
 public:
-    // The base is the resident memory now.
-    explicit MemoryGuard(std::uint64_t allowance);
+    // What the program holds on purpose (loaded sounds), in bytes.
+    using Held = std::function<std::uint64_t()>;
+    // How long closed connections take to give their memory back.
+    static constexpr auto kSettleTime = std::chrono::milliseconds(200);
 
-    // Whether the resident memory is past the base, plus what the program holds
-    // on purpose (`held`: loaded sounds), by more than the allowance. Checked every
-    // few frames' time. After a breach, the memory the closed connections held is
-    // handed back to the system; if that brought it under the limit, the next
-    // breach may come soon, else the wait for it doubles.
-    bool Breached(std::uint64_t held = 0);
+    // The base is the resident memory now.
+    MemoryGuard(std::uint64_t allowance, Held held);
+
+    // Whether the resident memory is past the base plus what is held by more than
+    // the allowance. Checked at most every few frames' time.
+    bool Breached();
+    // Once the connections have been closed kSettleTime: hands what they held back
+    // to the system; false if the memory is still past the limit. What remains
+    // then is not the peers': it becomes the base.
+    bool Settled();
 
     std::uint64_t resident() const { return resident_; }
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    std::uint64_t Limit() const;
+
     std::uint64_t base_;
     std::uint64_t allowance_;
+    Held held_;
     std::uint64_t resident_ = 0;
     Clock::time_point checked_{};
-    Clock::time_point breached_{};
-    Clock::duration wait_;
-    bool settling_ = false;
 };
 
 // The process's resident memory in bytes, 0 if it cannot be read.
 std::uint64_t ResidentBytes();
+// Bytes of PCM in the sounds a sound system holds.
+std::uint64_t LoadedBytes(kep::ISoundInspector& inspector);
 
 }  // namespace replication

@@ -200,7 +200,9 @@ std::optional<std::vector<std::uint8_t>> WithoutRepeatedLoads(PayloadOrder order
         for (const auto& event : outline.events) {
             if (event.event == Event::DeleteAll) {
                 loaded.clear();
-            } else if (event.event == Event::Delete) {
+            } else if (event.event == Event::Delete && !event.name.empty()) {
+                // Deleting the empty name leaves it registered (and its buffer
+                // undeleted): it stays loaded.
                 loaded.erase(event.name);
             } else if (!loaded.insert(event.name).second) {
                 dropped.push_back(&event);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <thread>
 
 #include <fmt/format.h>
 #include <zmq_addon.hpp>
@@ -78,18 +79,35 @@ void ReplicationClient::OpenSockets() {
 }
 
 void ReplicationClient::Reconnect() {
+    Close();
+    Open();
+}
+
+void ReplicationClient::Close() {
     subscriber_.close();
     requester_.close();
-    OpenSockets();
+}
+
+void ReplicationClient::Open() {
+    if (!subscriber_) {
+        OpenSockets();
+    }
 }
 
 bool ReplicationClient::RequestSnapshot(std::uint64_t requestId) {
+    if (!requester_) {
+        return false;
+    }
     const auto request = EncodeFrame({FrameKind::SnapshotRequest}, EncodeRequestId(requestId));
     return requester_.send(zmq::buffer(request), zmq::send_flags::dontwait).has_value();
 }
 
 void ReplicationClient::ReceiveUntil(std::chrono::steady_clock::time_point deadline,
                                      const Receiver& receive) {
+    if (!subscriber_) {
+        std::this_thread::sleep_until(deadline);
+        return;
+    }
     std::array<zmq::pollitem_t, 2> items{
         {{subscriber_.handle(), 0, ZMQ_POLLIN, 0}, {requester_.handle(), 0, ZMQ_POLLIN, 0}}};
     std::vector<zmq::message_t> message;

@@ -46,6 +46,9 @@ public:
     // opens them again. ZeroMQ does not connect again by itself after a message
     // larger than the limit.
     void Reconnect();
+    // Closes both connections; nothing is received until Open.
+    void Close();
+    void Open();
     // Asks for a snapshot, naming the request; false if no connection to the
     // server could take the request now.
     bool RequestSnapshot(std::uint64_t requestId);

@@ -11,6 +11,7 @@
 
 #include "host/net/Endpoint.h"
 #include "host/net/HandshakeHandler.h"
+#include "host/net/PeerMonitor.h"
 #include "host/net/SocketSetup.h"
 #include "kep/Messages.h"
 
@@ -69,35 +70,6 @@ std::string PeerOf(zmq::message_t& routingId, zmq::message_t& request) {
 }
 
 }  // namespace
-
-// Counts the connections to the publisher, and the handshakes that failed, from
-// its socket's events.
-class ReplicationServer::PeerMonitor : public zmq::monitor_t {
-public:
-    int peers() const { return static_cast<int>(connections_.size()); }
-    std::uint64_t failedHandshakes() const { return failedHandshakes_; }
-
-private:
-    void on_event_accepted(const zmq_event_t& event, const char*) override {
-        connections_.insert(event.value);
-    }
-    void on_event_disconnected(const zmq_event_t& event, const char*) override {
-        connections_.erase(event.value);
-    }
-
-    void on_event_handshake_failed_no_detail(const zmq_event_t&, const char*) override {
-        ++failedHandshakes_;
-    }
-    void on_event_handshake_failed_protocol(const zmq_event_t&, const char*) override {
-        ++failedHandshakes_;
-    }
-    void on_event_handshake_failed_auth(const zmq_event_t&, const char*) override {
-        ++failedHandshakes_;
-    }
-
-    std::set<std::int32_t> connections_;
-    std::uint64_t failedHandshakes_ = 0;
-};
 
 ReplicationServer::ReplicationServer(std::string endpoint, std::string snapshotEndpoint)
     : endpoint_(std::move(endpoint)),
@@ -158,14 +130,10 @@ void ReplicationServer::OpenSockets() {
             socket->set(zmq::sockopt::curve_secretkey, keys_->secretKey);
         }
     }
-    for (auto [monitor, socket] :
-         {std::pair{&monitor_, &publisher_}, std::pair{&snapshotMonitor_, &snapshots_}}) {
-        *monitor = std::make_unique<PeerMonitor>();
-        (*monitor)->init(*socket, fmt::format("inproc://replication-events-{}", ++monitors_),
-                         ZMQ_EVENT_ACCEPTED | ZMQ_EVENT_DISCONNECTED |
-                             ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL |
-                             ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL | ZMQ_EVENT_HANDSHAKE_FAILED_AUTH);
-    }
+    monitor_ = std::make_unique<PeerMonitor>(
+        publisher_, fmt::format("inproc://replication-events-{}", ++monitors_));
+    snapshotMonitor_ = std::make_unique<PeerMonitor>(
+        snapshots_, fmt::format("inproc://replication-events-{}", ++monitors_));
     BindRetrying(publisher_, endpoint_);
     BindRetrying(snapshots_, snapshotEndpoint_);
 }
@@ -182,12 +150,33 @@ void ReplicationServer::CloseSockets() {
     }
 }
 
-void ReplicationServer::Reconnect() {
-    Reopen({});
+void ReplicationServer::CloseConnections() {
+    Close({});
+}
+
+void ReplicationServer::OpenConnections() {
+    if (publisher_) {
+        return;
+    }
+    try {
+        OpenSockets();
+    } catch (const zmq::error_t& failure) {
+        kep::Error()("kep-host: cannot serve at {} again: {}", endpoint_, failure.what());
+        return;
+    }
+    if (rejoin_) {
+        rejoin_->reopened = Clock::now();
+    }
 }
 
 void ReplicationServer::Reopen(const std::set<std::string>& gone) {
-    Rejoin rejoin{Clock::now(), subscribers_, {}};
+    Close(gone);
+    OpenConnections();
+}
+
+void ReplicationServer::Close(const std::set<std::string>& gone) {
+    const auto now = Clock::now();
+    Rejoin rejoin{now, now, subscribers_, {}};
     for (const std::string& name : gone) {
         rejoin.awaited.erase(name);
     }
@@ -197,11 +186,8 @@ void ReplicationServer::Reopen(const std::set<std::string>& gone) {
     }
     rejoin_ = std::move(rejoin);
     subscribers_.clear();
-    CloseSockets();
-    try {
-        OpenSockets();
-    } catch (const zmq::error_t& failure) {
-        kep::Error()("kep-host: cannot serve at {} again: {}", endpoint_, failure.what());
+    if (publisher_) {
+        CloseSockets();
     }
 }
 
@@ -247,7 +233,7 @@ void ReplicationServer::Service() {
         failedLogged_ = failed;
     }
     TakeSubscriptions();
-    if (rejoin_ && (rejoin_->awaited.empty() || Clock::now() - rejoin_->cut >= kRejoinWait)) {
+    if (rejoin_ && (rejoin_->awaited.empty() || Clock::now() - rejoin_->reopened >= kRejoinWait)) {
         Resume();
     }
 }

@@ -21,6 +21,7 @@
 namespace replication {
 
 class HandshakeHandler;
+class PeerMonitor;
 
 // The serving side of replication: publishes each frame's batch to every joiner
 // and answers joiners' snapshot requests. Everything runs on the caller's thread
@@ -83,20 +84,24 @@ public:
     // Tells the joiners that the run has ended with the last batch published; it
     // is told again with every heartbeat after.
     void PublishEnd();
-    // Closes every connection, which frees what peers made it hold, and opens the
-    // sockets again; the joiners come back and stay in step.
-    void Reconnect();
+    // Closes every connection, which frees what peers made it hold; publication
+    // waits. OpenConnections opens the sockets again, and the joiners come back
+    // and stay in step.
+    void CloseConnections();
+    void OpenConnections();
+    // Whether joiners are still awaited after connections were closed.
+    bool rejoining() const { return rejoin_.has_value(); }
 
     Stats stats() const { return stats_; }
     std::uint64_t epoch() const { return epoch_; }
 
 private:
-    class PeerMonitor;
     using Clock = std::chrono::steady_clock;
     using Message = std::vector<std::uint8_t>;
     // Publication held back while the joiners still admitted come back.
     struct Rejoin {
         Clock::time_point cut;
+        Clock::time_point reopened;
         std::set<std::string> awaited;  // joiners not yet subscribed again
         std::vector<Message> held;
     };
@@ -104,8 +109,10 @@ private:
     ReplicationServer(std::string endpoint, std::string snapshotEndpoint);
     void OpenSockets();
     void CloseSockets();
-    // Closes every connection; publication waits for the joiners but these.
+    // Closes every connection and opens the sockets again; publication waits for
+    // the joiners but these.
     void Reopen(const std::set<std::string>& gone);
+    void Close(const std::set<std::string>& gone);
     void TakeSubscriptions();
     void Send(const Message& message);
     void Resume();

@@ -162,13 +162,13 @@ TEST_F(CurveKeysTest, RefusesToMakeKeysOverWhatIsThere) {
 TEST_F(CurveKeysTest, RefusesJoinerNamesThatAreNotPlainFileNames) {
     MakeServerAndJoiner("alice");
     for (const std::string& name : std::initializer_list<std::string>{
-             "", std::string(65, 'a'), "../x", ".hidden", "-x", "a/b", "a b", "a\nb"}) {
+             "", std::string(65, 'a'), "../x", ".hidden", "-x", "a/b", "a b", "a\nb", "x.pub"}) {
         SCOPED_TRACE(name);
         std::string error;
         EXPECT_FALSE(AddJoiner(keys, name, error));
         EXPECT_EQ(error, name +
                              ": a joiner's name is 1 to 64 letters, digits, '.', '_' or '-', not "
-                             "starting with '.' or '-'");
+                             "starting with '.' or '-' nor ending with .pub");
     }
     EXPECT_FALSE(fs::exists(keys / "x"));
     EXPECT_FALSE(fs::exists(keys / "joiners/a"));
@@ -207,6 +207,9 @@ TEST_F(CurveKeysTest, ReadsKeysOnlyFromOwnRegularFilesOfAKeysSize) {
         {"group-readable secret", "server.key", withMode(fs::perms(0640)), othersCanRead("0640")},
         {"world-readable secret", "joiners/alice/joiner.key", withMode(fs::perms(0604)),
          othersCanRead("0604")},
+        {"group-writable public key", "server.pub", withMode(fs::perms(0620)),
+         "{0}: others can write to it (mode 0620), so it cannot be trusted; make it yours "
+         "alone: chmod 600 {0}"},
         {"a FIFO", "server.pub",
          [](const fs::path& file, auto&) { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); },
          "{0}: not a regular file"},
@@ -255,6 +258,27 @@ TEST_F(CurveKeysTest, ReadsKeysOnlyFromOwnRegularFilesOfAKeysSize) {
         EXPECT_FALSE(read.get());
         EXPECT_EQ(error, fmt::format(fmt::runtime(c.error), file.string()));
     }
+}
+
+TEST_F(CurveKeysTest, RefusesKeyFoldersOthersCanWriteTo) {
+    MakeServerAndJoiner("alice");
+    for (const char* folder : {"", "joiners"}) {
+        SCOPED_TRACE(folder);
+        const fs::path path = (keys / folder).lexically_normal();
+        fs::permissions(path, fs::perms(0777));
+        std::string error;
+        EXPECT_FALSE(ReadServerKeys(keys, error));
+        const std::string shown = path.has_filename() ? path.string() : path.parent_path().string();
+        EXPECT_EQ(error, fmt::format("{0}: others can write to it (mode 0777), so its keys cannot "
+                                     "be trusted; make it yours alone: chmod 700 {0}",
+                                     shown));
+        fs::permissions(path, fs::perms(0700));
+    }
+    // Made again by keygen, a folder is made the owner's alone.
+    fs::permissions(keys / "joiners", fs::perms(0755));
+    std::string error;
+    ASSERT_TRUE(AddJoiner(keys, "bob", error)) << error;
+    EXPECT_EQ(fs::status(keys / "joiners").permissions(), fs::perms(0700));
 }
 
 TEST_F(CurveKeysTest, RefusesKeyFoldersThatAreLinks) {
