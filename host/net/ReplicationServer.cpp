@@ -240,6 +240,7 @@ void ReplicationServer::Service() {
 
 void ReplicationServer::TakeSubscriptions() {
     std::set<std::string> misbehaving;
+    bool subscribed = false;
     zmq::message_t message;
     for (int taken = 0;
          taken < kMostSubscriptions && publisher_.recv(message, zmq::recv_flags::dontwait);
@@ -255,6 +256,7 @@ void ReplicationServer::TakeSubscriptions() {
         } else if (bytes[0] == 1) {
             publisher_.set(zmq::sockopt::subscribe, "");
             subscribers_.insert(joiner);
+            subscribed = true;
             if (rejoin_) {
                 rejoin_->awaited.erase(joiner);
             }
@@ -262,6 +264,11 @@ void ReplicationServer::TakeSubscriptions() {
             publisher_.set(zmq::sockopt::unsubscribe, "");
             subscribers_.erase(joiner);
         }
+    }
+    // A joiner asks for its snapshot once it hears the publisher: let it at once.
+    // (After every batch already published, so that it overtakes none.)
+    if (subscribed && !rejoin_) {
+        Publish(ended_ ? FrameKind::End : FrameKind::Heartbeat, {});
     }
     // Without keys nobody can be told apart: the memory guard bounds what they cost.
     misbehaving.erase("");
