@@ -30,8 +30,9 @@ constexpr int kMostSubscriptions = 1024;
 constexpr int kPublishQueue = 500;
 // Requests (or subscriptions) queued from one peer.
 constexpr int kInboundQueue = 32;
-// A socket closed to cut a joiner off may take a moment to free its address.
-constexpr int kBindAttempts = 100;
+// A socket closed to cut a joiner off may take a moment to free its address: a
+// few tries now, and again on the next frames.
+constexpr int kBindAttempts = 5;
 constexpr auto kBindRetry = std::chrono::milliseconds(10);
 // Batches kept for a replay after a cut, however fast they come.
 constexpr std::size_t kMostRecent = 512;
@@ -139,14 +140,16 @@ void ReplicationServer::OpenSockets() {
 }
 
 void ReplicationServer::CloseSockets() {
-    if (monitor_) {
+    if (monitor_ && snapshotMonitor_) {
         failedBefore_ += monitor_->failedHandshakes() + snapshotMonitor_->failedHandshakes();
     }
     monitor_.reset();
     snapshotMonitor_.reset();
     for (zmq::socket_t* socket : {&publisher_, &snapshots_}) {
-        socket->set(zmq::sockopt::linger, 0);
-        socket->close();
+        if (*socket) {
+            socket->set(zmq::sockopt::linger, 0);
+            socket->close();
+        }
     }
 }
 
@@ -161,9 +164,16 @@ void ReplicationServer::OpenConnections() {
     try {
         OpenSockets();
     } catch (const zmq::error_t& failure) {
-        kep::Error()("kep-host: cannot serve at {} again: {}", endpoint_, failure.what());
+        // Half open is no use: closed, and tried again next time.
+        CloseSockets();
+        if (!reopenPending_) {
+            kep::Warning()("kep-host: cannot serve at {} again yet: {}; trying again", endpoint_,
+                           failure.what());
+        }
+        reopenPending_ = true;
         return;
     }
+    reopenPending_ = false;
     if (rejoin_) {
         rejoin_->reopened = Clock::now();
     }
@@ -175,6 +185,7 @@ void ReplicationServer::Reopen(const std::set<std::string>& gone) {
 }
 
 void ReplicationServer::Close(const std::set<std::string>& gone) {
+    reopenPending_ = false;
     const auto now = Clock::now();
     Rejoin rejoin{now, now, subscribers_, {}};
     for (const std::string& name : gone) {
@@ -212,6 +223,9 @@ void ReplicationServer::Service() {
         if (const auto revoked = handshakes_->TakeRevoked(); !revoked.empty()) {
             Reopen(revoked);
         }
+    }
+    if (reopenPending_) {
+        OpenConnections();
     }
     if (!monitor_) {
         return;

@@ -57,7 +57,7 @@ public:
     static constexpr std::int64_t kLargestRequest = 1024;
     static constexpr auto kAnswerInterval = std::chrono::milliseconds(500);
     static constexpr int kSnapshotQueue = 2;
-    static constexpr auto kRejoinWait = std::chrono::milliseconds(500);
+    static constexpr auto kRejoinWait = std::chrono::milliseconds(1500);
     static constexpr auto kReplay = std::chrono::seconds(2);
 
     // Binds the publisher at the endpoint and the snapshot socket beside it; null,
@@ -135,6 +135,7 @@ private:
     Stats stats_;
     std::uint64_t failedLogged_ = 0;
     bool ended_ = false;
+    bool reopenPending_ = false;  // its address was not free yet
     Clock::time_point lastPublished_;
     std::map<std::string, Clock::time_point> lastAnswered_;
     std::set<std::string> subscribers_;  // the names of the joiners subscribed
