@@ -453,17 +453,20 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
     if (!replica) {
         return kExitFailed;
     }
+    const auto loadedBytes = [inspector = replica->inspector] {
+        return replication::LoadedBytes(*inspector);
+    };
     kep::SetDataManager(std::make_shared<replication::JoinerDataManager>(
         options.dataRoots.empty() ? std::vector<std::filesystem::path>{"."} : options.dataRoots,
         replication::JoinerDataManager::Limits{options.maxSoundMb << 20, options.maxSoundsMb << 20},
-        [inspector = replica->inspector] { return replication::LoadedBytes(*inspector); }));
+        loadedBytes));
     // Before the first connection: all that comes through one counts.
     const replication::ReplicationClient::Limits limits{options.maxBatchKb << 10,
                                                         options.maxSnapshotMb << 20};
     replication::MemoryGuard memory(
         kMemorySlack + replication::ReplicationClient::kBatchQueue * limits.batchBytes +
             (replication::ReplicationClient::kAnswerQueue + 1) * limits.snapshotBytes,
-        [inspector = replica->inspector] { return replication::LoadedBytes(*inspector); });
+        loadedBytes);
     const auto client = replication::ReplicationClient::Connect(
         options.endpoint, keys ? &*keys : nullptr, limits, error);
     if (!client) {

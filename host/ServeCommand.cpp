@@ -147,9 +147,9 @@ int RunServe(HostContext& context, const ServeOptions& options) {
     }
     // Before the sockets are bound: all that comes through them counts. The scene's
     // sounds are its own.
-    kep::ISoundInspector* inspector = nullptr;
-    replication::MemoryGuard memory(kMemoryAllowance, [&inspector] {
-        return inspector ? replication::LoadedBytes(*inspector) : 0;
+    Publication publication;
+    replication::MemoryGuard memory(kMemoryAllowance, [&publication] {
+        return publication.inspector ? replication::LoadedBytes(*publication.inspector) : 0;
     });
     std::string error;
     const auto server =
@@ -167,13 +167,14 @@ int RunServe(HostContext& context, const ServeOptions& options) {
             replication::IsLoopback(options.endpoint) ? " (any user or container of this machine)"
                                                       : "");
     }
-    Publication publication{server.get(), nullptr, nullptr, &memory, std::nullopt};
+    publication.server = server.get();
+    publication.memory = &memory;
     if (!session.Start(context, {true, [&publication] { publication.Frame(); }})) {
         return kExitFailed;
     }
     const auto& plugin = session.player().plugin();
     publication.interactive = kep::query<kep::IInteractivePlugin>(plugin.get());
-    publication.inspector = inspector = kep::query<kep::ISoundInspector>(plugin.get());
+    publication.inspector = kep::query<kep::ISoundInspector>(plugin.get());
     plugin->GetPluginProperty()->SetParameterText("PlaySoundOnServer",
                                                   options.playOnServer ? "true" : "false");
 

@@ -72,7 +72,7 @@ private:
 };
 
 bool CheckBatch(Reader& reader, PayloadOutline& outline, std::string& error) {
-    std::uint32_t count = 0;
+    std::uint32_t& count = outline.count;
     if (!reader.Read(count)) {
         error = "a batch without its count";
         return false;
@@ -111,7 +111,8 @@ bool CheckBatch(Reader& reader, PayloadOutline& outline, std::string& error) {
 }
 
 bool CheckSnapshot(Reader& reader, PayloadOutline& outline, std::string& error) {
-    std::uint32_t sounds = 0, sources = 0;
+    std::uint32_t& sounds = outline.count;
+    std::uint32_t sources = 0;
     if (!reader.Read(sounds)) {
         error = "a snapshot without its count of sounds";
         return false;
@@ -224,12 +225,7 @@ std::optional<std::vector<std::uint8_t>> WithoutRepeatedLoads(PayloadOrder order
     }
     kept.insert(kept.end(), payload.begin() + from, payload.end());
     // The count of records (a batch's, or a snapshot's sounds) follows the head byte.
-    std::uint32_t count = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        const std::size_t shift = order == PayloadOrder::Little ? i : 3 - i;
-        count |= static_cast<std::uint32_t>(payload[kCountOffset + i]) << (8 * shift);
-    }
-    count -= static_cast<std::uint32_t>(dropped.size());
+    const auto count = outline.count - static_cast<std::uint32_t>(dropped.size());
     for (std::size_t i = 0; i < 4; ++i) {
         const std::size_t shift = order == PayloadOrder::Little ? i : 3 - i;
         kept[kCountOffset + i] = static_cast<std::uint8_t>(count >> (8 * shift));

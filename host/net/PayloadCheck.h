@@ -32,6 +32,7 @@ struct PayloadOutline {
         std::size_t begin = 0, end = 0;  // the record's bytes (Load)
     };
     bool snapshot = false;
+    std::uint32_t count = 0;  // of a batch's records, or of a snapshot's sounds
     std::vector<SoundEvent> events;
 };
 

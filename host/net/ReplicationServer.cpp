@@ -308,12 +308,13 @@ void ReplicationServer::Publish(FrameKind kind, std::span<const std::uint8_t> pa
                                     recent_.size() >= kMostRecent)) {
             recent_.pop_front();
         }
-        recent_.emplace_back(now, message);
+        recent_.emplace_back(now, std::move(message));
     }
+    const Message& kept = kind == FrameKind::Batch ? recent_.back().second : message;
     if (rejoin_) {
-        rejoin_->held.push_back(std::move(message));
+        rejoin_->held.push_back(kept);
     } else {
-        Send(message);
+        Send(kept);
     }
 }
 
@@ -345,8 +346,6 @@ void ReplicationServer::PublishEnd() {
 
 bool ReplicationServer::MayAnswer(const std::string& peer,
                                   std::chrono::steady_clock::time_point now) {
-    std::erase_if(lastAnswered_,
-                  [&](const auto& entry) { return now - entry.second >= kAnswerInterval; });
     return lastAnswered_.try_emplace(peer, now).second;
 }
 
@@ -359,6 +358,9 @@ int ReplicationServer::AnswerSnapshotRequests(const std::function<Snapshot()>& m
     int answered = 0;
     std::vector<zmq::message_t> request;
     const auto now = std::chrono::steady_clock::now();
+    // Peers answered long enough ago may be answered again.
+    std::erase_if(lastAnswered_,
+                  [&](const auto& entry) { return now - entry.second >= kAnswerInterval; });
     for (int received = 0;
          received < kMostRequestsRead && answered < kMostAnswers &&
          zmq::recv_multipart(snapshots_, std::back_inserter(request), zmq::recv_flags::dontwait);
