@@ -101,12 +101,7 @@ bytes_per_batch() {
         "$out/$1.out" | awk '{ printf "%.1f", $1 / $2 }'
 }
 
-# Keys: folders the owner's alone, key files made with mode 600.
 "$host" keygen "$out/keys" >/dev/null
-admit first >/dev/null
-[ "$(stat -c %a "$out/keys" "$out/keys/joiners" "$out/keys/joiners/first")" = "$(printf '700\n700\n700')" ]
-[ "$(stat -c %a "$out/keys/server.key" "$out/keys/joiners/first.pub" \
-    "$out/keys/joiners/first/joiner.key")" = "$(printf '600\n600\n600')" ]
 
 # One server and three joiners, the last started halfway. The server's sound
 # folder is moved away once loaded: joiners find the sounds by the trailing
@@ -292,28 +287,6 @@ grep -q "refused .*big.wav: .* more than the 1.00 MiB allowed" "$out/victim.err"
 grep -q 'refused a second load of sound twice: it is loaded already' "$out/victim.err"
 ! grep -q "$out/private" "$out/victim.err"
 grep -q '^Done: ' "$out/victim.out"
-
-# Without keys or --insecure neither side runs; an abstract socket is refused.
-for args in "serve $out/restarted/scene.json --bind tcp://127.0.0.1:$((port + 30))" \
-    "join tcp://127.0.0.1:$((port + 30))" \
-    "serve $out/restarted/scene.json --bind ipc://@kep --insecure"; do
-    status=0
-    # shellcheck disable=SC2086
-    "$host" --plugins "$plugins" $args >/dev/null 2>"$out/usage.err" || status=$?
-    [ "$status" -eq 2 ]
-done
-grep -q 'abstract socket' "$out/usage.err"
-# A secret key that others can read is refused, and a link planted where a key is
-# to be written is not followed.
-chmod 640 "$out/keys/joiners/first/joiner.key"
-status=0
-"$host" --plugins "$plugins" join "tcp://127.0.0.1:$((port + 30))" --curve-keys "$out/keys/joiners/first" \
-    >/dev/null 2>"$out/readable.err" || status=$?
-[ "$status" -eq 1 ] && grep -q 'others can read (mode 0640) is refused; .* chmod 600' "$out/readable.err"
-mkdir -m 700 "$out/planted"
-ln -s "$out/elsewhere.key" "$out/planted/server.key"
-! "$host" keygen "$out/planted" 2>"$out/planted.err"
-[ ! -e "$out/elsewhere.key" ] && grep -q 'server.key: exists already' "$out/planted.err"
 
 # IPv6 loopback, where this machine has it.
 if grep -qs '^0\{31\}1 ' /proc/net/if_inet6; then
