@@ -176,6 +176,8 @@ void ReplicationServer::OpenConnections() {
     reopenPending_ = false;
     if (rejoin_) {
         rejoin_->reopened = Clock::now();
+        kep::Debug()("kep-host: connections open again; awaiting {} joiner(s)",
+                     rejoin_->awaited.size());
     }
 }
 
@@ -203,6 +205,8 @@ void ReplicationServer::Close(const std::set<std::string>& gone) {
 }
 
 void ReplicationServer::Resume() {
+    kep::Debug()("kep-host: publishing again, {} joiner(s) not back; {} batch(es) held",
+                 rejoin_->awaited.size(), rejoin_->held.size());
     const auto replayFrom = rejoin_->cut - kReplay;
     for (const auto& [time, message] : recent_) {
         if (time >= replayFrom && time < rejoin_->cut) {

@@ -230,9 +230,13 @@ date +%s.%N >"$out/revoked.removed"
 sleep 0.5  # the cut that removal makes would stop the attacks short
 background subscriber "$attacker" subscriptions "tcp://127.0.0.1:$((port + 12))" 1 100000 960 \
     --wire --curve-keys "$(admit subscriber)"
-sleep 0.3
-background greedy "$attacker" multipart "tcp://127.0.0.1:$((port + 12))" 1.5 --wire \
-    --part-bytes 960 --curve-keys "$(admit greedy)"
+# Under a sanitizer the memory guard allows its memory too, so this attack would
+# run unchecked: it is played only where the guard is at work.
+if [ -z "${KEP_SANITIZED:-}" ]; then
+    sleep 0.3
+    background greedy "$attacker" multipart "tcp://127.0.0.1:$((port + 12))" 1.5 --wire \
+        --part-bytes 960 --curve-keys "$(admit greedy)"
+fi
 for stranger in "--insecure" "--curve-keys $out/other/joiners/stranger"; do
     status=0
     # shellcheck disable=SC2086
