@@ -1,14 +1,14 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
+
+#include "host/InterruptWatch.h"
 
 // Paces the host's frames and notices Ctrl-C, so that a running command can stop
 // cleanly instead of dying with the device open.
 class FrameClock {
 public:
     explicit FrameClock(std::chrono::nanoseconds period);
-    ~FrameClock();
     FrameClock(const FrameClock&) = delete;
     FrameClock& operator=(const FrameClock&) = delete;
 
@@ -17,9 +17,10 @@ public:
     // When the next frame is due.
     std::chrono::steady_clock::time_point NextDue() const { return due_ + period_; }
     std::chrono::duration<double> Elapsed() const;
-    static bool Interrupted();
+    static bool Interrupted() { return InterruptWatch::Interrupted(); }
 
 private:
+    InterruptWatch interrupts_;
     std::chrono::nanoseconds period_;
     std::chrono::steady_clock::time_point start_;
     std::chrono::steady_clock::time_point due_;

@@ -23,3 +23,15 @@ bool Writable(const std::filesystem::path& file) {
     }
     return opened;
 }
+
+bool SameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
+    std::error_code status;
+    if (std::filesystem::equivalent(one, other, status)) {
+        return true;
+    }
+    const auto normal = [](const std::filesystem::path& path) {
+        std::error_code ignored;
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path, ignored), ignored);
+    };
+    return normal(one) == normal(other);
+}

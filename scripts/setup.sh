@@ -12,6 +12,7 @@ packages=(
   libfmt-dev
   libcli11-dev nlohmann-json3-dev
   libzmq3-dev cppzmq-dev libsodium-dev
+  libsndfile1-dev
   googletest libgtest-dev libgmock-dev
   libbenchmark-dev
   clang libclang-rt-14-dev

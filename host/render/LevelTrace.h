@@ -1,8 +1,7 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
-
-#include "host/render/WaveFile.h"
 
 // How loud each channel of a sound is over time: the RMS level of short windows
 // in dB relative to full scale (a full-scale sine reads -3 dB).
@@ -12,4 +11,19 @@ struct LevelTrace {
     std::vector<std::vector<double>> channels;  // [channel][window]
 };
 
-LevelTrace MeasureLevels(const WaveData& wave, double windowSeconds, double floorDb);
+// Measures a sound's levels as it is made, block by block, without keeping it.
+class LevelMeter {
+public:
+    LevelMeter(int channels, int sampleRate, double windowSeconds, double floorDb);
+
+    // `frames` frames of interleaved samples.
+    void Add(const float* samples, std::size_t frames);
+    // The trace so far; a last window that is not full counts what it has.
+    LevelTrace Trace() const;
+
+private:
+    LevelTrace trace_;
+    std::size_t windowFrames_;
+    std::vector<double> power_;  // of the window being filled, per channel
+    std::size_t filled_ = 0;     // frames in it
+};

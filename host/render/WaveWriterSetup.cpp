@@ -32,13 +32,14 @@ constexpr const char* kConfiguration =
 std::unique_ptr<WaveWriterSetup> WaveWriterSetup::Create(int sampleRate, std::string& error) {
     if (const char* userConfiguration = std::getenv("ALSOFT_CONF")) {
         error = fmt::format(
-            "ALSOFT_CONF is set ({}); render writes its own OpenAL Soft configuration and "
-            "will not replace yours: unset ALSOFT_CONF to render",
+            "ALSOFT_CONF is set ({}); a recording writes its own OpenAL Soft configuration "
+            "and will not replace yours: unset ALSOFT_CONF to record",
             userConfiguration);
         return nullptr;
     }
     std::error_code status;
-    std::string pattern = (std::filesystem::temp_directory_path(status) / "kep-host-render.XXXXXX");
+    std::string pattern =
+        (std::filesystem::temp_directory_path(status) / "kep-host-recording.XXXXXX");
     if (status || !mkdtemp(pattern.data())) {
         error = "no temporary folder could be made for the wave writer";
         return nullptr;
@@ -54,7 +55,7 @@ std::unique_ptr<WaveWriterSetup> WaveWriterSetup::Create(int sampleRate, std::st
     }
     if (const char* drivers = std::getenv("ALSOFT_DRIVERS")) {
         kep::Info()(
-            "kep-host: ALSOFT_DRIVERS={} is ignored for this render: it would override "
+            "kep-host: ALSOFT_DRIVERS={} is ignored for this recording: it would override "
             "the wave writer",
             drivers);
         unsetenv("ALSOFT_DRIVERS");

@@ -42,7 +42,6 @@ bool ScenePlayer::Start() {
     camera_ = std::make_shared<kep::ScriptedCamera>();
     context_.plugins().AddPlugin(camera_, kCameraTag);
     plugin_ = context_.StartSoundSystem("scene", options_.replicating);
-    deviceOpened_ = std::chrono::steady_clock::now();
     sound_ = SoundSystemOf(plugin_);
     inspector_ = kep::query<kep::ISoundInspector>(plugin_.get());
     if (!sound_ || !inspector_ || !inspector_->IsDeviceOpen()) {
@@ -106,10 +105,11 @@ bool ScenePlayer::MakeSources() {
         }
         if (!mounted && !ranOut) {
             PrintError(
-                "kep-host: OpenAL ran out of sources at source {}: the audio device plays at "
-                "most {} at once (ALC_MONO_SOURCES + ALC_STEREO_SOURCES); it and the sources "
-                "after it stay silent\n",
-                source.name, limit);
+                "kep-host: the scene has {} sources, and the audio device makes at most {} "
+                "(ALC_MONO_SOURCES + ALC_STEREO_SOURCES): source {} and the {} after it stay "
+                "silent\n",
+                scene_.sources.size(), limit, source.name,
+                scene_.sources.size() - sources_.size() - 1);
             ranOut = true;
         }
         const osg::Vec3f& direction = source.direction;
@@ -126,26 +126,21 @@ bool ScenePlayer::PlayInRealTime(double extraSeconds,
     const int frames = lastFrame_ + FrameAt(extraSeconds, scene_.frameRate);
     FrameClock clock(std::chrono::duration_cast<std::chrono::nanoseconds>(
         std::chrono::duration<double>(1 / scene_.frameRate)));
-    sceneStarted_ = std::chrono::steady_clock::now();
     for (int frame = 0; frame <= frames; ++frame) {
         if (frame > 0 && !clock.Next()) {
             return false;
         }
-        Frame(frame);
+        PlayFrame(frame);
         afterFrame(TimeOf(frame));
     }
     return true;
-}
-
-double ScenePlayer::SecondsBeforeScene() const {
-    return std::chrono::duration<double>(sceneStarted_ - deviceOpened_).count();
 }
 
 double ScenePlayer::TimeOf(int frame) const {
     return std::min(frame / scene_.frameRate, scene_.duration);
 }
 
-void ScenePlayer::Frame(int frame) {
+void ScenePlayer::PlayFrame(int frame) {
     const double time = TimeOf(frame);
     for (; nextEvent_ < timeline_.size() &&
            FrameAt(timeline_[nextEvent_].time, scene_.frameRate) <= frame;

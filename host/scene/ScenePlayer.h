@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -44,9 +43,10 @@ public:
     // to its end and for `extraSeconds` more, calling afterFrame with the scene
     // time after each. False if the user interrupted it (Ctrl-C).
     bool PlayInRealTime(double extraSeconds, const std::function<void(double)>& afterFrame);
-    // How long the audio device ran before the scene's first frame: what a
-    // recording of the device holds before the scene begins.
-    double SecondsBeforeScene() const;
+    // Runs one frame, whenever the caller wants it: the events due by its time
+    // (frame / frame rate), the sources' and the listener's places, and the
+    // plug-ins' update. Frames are played in order from 0.
+    void PlayFrame(int frame);
     // Sources that sound now, the objects' included.
     int PlayingSources() const;
     // The scene's sound system, once started.
@@ -61,7 +61,6 @@ private:
     };
 
     double TimeOf(int frame) const;
-    void Frame(int frame);
     bool LoadSounds();
     bool MakeObjects();
     bool MakeSources();
@@ -75,8 +74,6 @@ private:
     std::vector<SceneEvent> timeline_;
     std::size_t nextEvent_ = 0;
     int lastFrame_ = 0;  // frame 0 is the scene's start, this one its end
-    std::chrono::steady_clock::time_point deviceOpened_;
-    std::chrono::steady_clock::time_point sceneStarted_;
     std::shared_ptr<kep::IBasePlugin> plugin_;
     std::shared_ptr<kep::ISoundSystem> sound_;
     kep::ISoundInspector* inspector_ = nullptr;

@@ -8,7 +8,7 @@ out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 
 "$host" --help >"$out/help"
-grep -q '^  render  *Record what a scene' "$out/help"
+grep -q '^  render  *Render what a scene' "$out/help"
 grep -q 'in metres: right-handed, +X to the right, +Y up and -Z' "$out/help"
 for command in doctor info play replay-demo run render serve join keygen; do
     "$host" "$command" --help >"$out/help"

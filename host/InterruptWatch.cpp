@@ -1,0 +1,29 @@
+#include "host/InterruptWatch.h"
+
+#include <atomic>
+#include <csignal>
+
+namespace {
+
+std::atomic<bool> interrupted{false};
+
+extern "C" void OnInterrupt(int) {
+    interrupted = true;
+}
+
+}  // namespace
+
+InterruptWatch::InterruptWatch() {
+    interrupted = false;
+    std::signal(SIGINT, &OnInterrupt);
+    std::signal(SIGTERM, &OnInterrupt);
+}
+
+InterruptWatch::~InterruptWatch() {
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+}
+
+bool InterruptWatch::Interrupted() {
+    return interrupted;
+}
