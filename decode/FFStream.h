@@ -36,6 +36,10 @@ public:
     // Hands the PCM over, leaving none here: the loader keeps the only copy.
     [[nodiscard]] PcmBytes TakePcm() { return std::move(pcm); }
     AlBufferFormat GetAlBufferFormat() const { return {alFormat, frameBytes, sampleRate}; }
+    // Sample frames of the PCM that are padding, not sound: each decoded block is
+    // padded to a multiple of 32 samples (and, mixed down, sized for every input
+    // channel) with what the scratch buffer holds.
+    std::uint32_t GetPaddingFrames() const { return paddingFrames; }
 
 private:
     // FFmpeg's interrupt callback: non-zero aborts a blocking I/O call.
@@ -65,6 +69,7 @@ private:
     std::uint32_t frameBytes = 0;
     std::uint32_t sampleRate = 0;
     PcmBytes pcm;
+    std::uint32_t paddingFrames = 0;  // counted by the decoding task
     std::uint64_t outChannelMask = 0;
     std::int32_t outSampleFormat = AV_SAMPLE_FMT_NONE;
     // Scratch buffer for one converted frame; the decoding task releases it.

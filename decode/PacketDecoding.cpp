@@ -237,6 +237,9 @@ std::int32_t FFStream::ConvertFrame(AVFrame* frame, PcmBytes& decoded) {
                            decoded.data() + start + samplesBytes);
     scratchHistory.Record(start, samplesBytes);
     decoded.resize(start + block);
+    const auto outFrameBytes = static_cast<std::size_t>(outChannels * bytesPerSample);
+    paddingFrames +=
+        static_cast<std::uint32_t>(block / outFrameBytes - samplesBytes / outFrameBytes);
     kep::Debug()("FFStream: Frame decoded. Size: {:.2f} KB", Kilobytes(size));
     return static_cast<std::int32_t>(block);
 }

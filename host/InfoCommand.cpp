@@ -21,14 +21,24 @@ std::string FormatText(std::uint32_t alFormat) {
                 : fmt::format("format {:#x}", alFormat);
 }
 
-// The length of the PCM in the buffer. The sound system's own duration is whole
-// seconds rounded up, which says 1 s for a quarter of a second.
-double ExactSeconds(const kep::SoundDescription& description) {
+// The length of the PCM in the buffer, padding included: what a looping source
+// plays before it starts again. The sound system's own duration is whole seconds
+// rounded up, which says 1 s for a quarter of a second.
+double BufferSeconds(const kep::SoundDescription& description) {
     const std::uint32_t frameBytes = description.channels * description.bits / 8;
     if (frameBytes == 0 || description.sampleRate == 0) {
         return 0;
     }
     return static_cast<double>(description.byteSize / frameBytes) / description.sampleRate;
+}
+
+// ", of which 28 samples padding", or nothing when the decoder added none.
+std::string PaddingText(std::uint32_t paddingFrames) {
+    if (paddingFrames == 0) {
+        return {};
+    }
+    return fmt::format(", of which {} sample{} padding", paddingFrames,
+                       paddingFrames == 1 ? "" : "s");
 }
 
 int RunInfo(HostContext& context, const std::vector<std::string>& args) {
@@ -52,9 +62,10 @@ int RunInfo(HostContext& context, const std::vector<std::string>& args) {
             allLoaded = false;
         } else if (inspector && inspector->LoadSoundFile(name, path) &&
                    inspector->DescribeSound(name, description)) {
-            Print("{}: {}, {} Hz, {} bytes, {:.3f} s (buffer query: {} s)\n", file,
+            Print("{}: {}, {} Hz, {} bytes, {:.3f} s{} (buffer query: {} s)\n", file,
                   FormatText(description.alFormat), description.sampleRate, description.byteSize,
-                  ExactSeconds(description), description.durationSeconds);
+                  BufferSeconds(description), PaddingText(description.paddingFrames),
+                  description.durationSeconds);
         } else {
             Print("{}: failed\n", file);
             allLoaded = false;
@@ -76,8 +87,9 @@ CommandRun AddInfoCommand(CLI::App& app) {
     auto files = std::make_shared<std::vector<std::string>>();
     CLI::App* command = AddCommand(
         app, "info", "Decode each file and describe the sound it makes.",
-        "One line per file: OpenAL format, rate, bytes and length. Exits 1 if any file is not "
-        "found or fails.");
+        "One line per file: OpenAL format, rate, bytes and length of the buffer, and how many "
+        "samples of it are padding the decoder added (a loop plays them at every seam). Exits 1 "
+        "if any file is not found or fails.");
     command->add_option("FILE", *files, "a sound file of any format FFmpeg reads")->required();
     return [files](HostContext& context) { return RunInfo(context, *files); };
 }

@@ -100,6 +100,7 @@ bool SoundInspector::DescribeSound(std::string_view name, kep::SoundDescription&
     description.bits = static_cast<std::uint32_t>(facts->bits);
     description.channels = static_cast<std::uint32_t>(facts->channels);
     description.durationSeconds = sounds.DurationSeconds(name);
+    description.paddingFrames = facts->paddingFrames;
     return true;
 }
 

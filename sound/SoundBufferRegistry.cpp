@@ -40,6 +40,7 @@ std::string SoundBufferRegistry::PutSoundIntoBuffer(std::string_view name, std::
     }
     PcmBytes data = stream->TakePcm();
     const FFStream::AlBufferFormat format = stream->GetAlBufferFormat();
+    const std::uint32_t paddingFrames = stream->GetPaddingFrames();
     // The demuxer, decoder and converter go before OpenAL makes its copy.
     stream.reset();
 
@@ -52,7 +53,9 @@ std::string SoundBufferRegistry::PutSoundIntoBuffer(std::string_view name, std::
     // A name already present keeps its first path, and its old buffer: the new one is
     // filled below but not recorded (kept as is).
     pathsByName.try_emplace(std::string(name), path);
-    buffersByName.try_emplace(std::string(name), buffer);
+    if (buffersByName.try_emplace(std::string(name), buffer).second) {
+        paddingFramesByName.insert_or_assign(std::string(name), paddingFrames);
+    }
 
     alGetError();
     alBufferData(buffer, static_cast<ALenum>(format.alFormat), data.data(),
@@ -69,6 +72,7 @@ std::string SoundBufferRegistry::PutSoundIntoBuffer(std::string_view name, std::
         if (auto entry = pathsByName.find(name); entry != pathsByName.end()) {
             pathsByName.erase(entry);
         }
+        paddingFramesByName.erase(std::string(name));
         return {};
     }
     return std::string(name);
@@ -98,6 +102,9 @@ void SoundBufferRegistry::EraseSound(std::string_view name) {
         buffer = found->second;
         buffersByName.erase(found);
     }
+    if (auto padding = paddingFramesByName.find(name); padding != paddingFramesByName.end()) {
+        paddingFramesByName.erase(padding);
+    }
     if (name.empty()) {
         // Deliberate: a sound stored under the empty name leaves the map but its
         // buffer is not deleted.
@@ -120,6 +127,7 @@ void SoundBufferRegistry::Clear() {
     }
     buffersByName.clear();
     pathsByName.clear();
+    paddingFramesByName.clear();
 }
 
 std::uint32_t SoundBufferRegistry::DurationSeconds(std::string_view name) const {
@@ -157,6 +165,11 @@ std::optional<SoundBufferRegistry::BufferFacts> SoundBufferRegistry::Describe(
         return std::nullopt;
     }
     auto path = pathsByName.find(name);
-    return BufferFacts{path == pathsByName.end() ? std::string() : path->second, query.size,
-                       query.bits, query.channels, query.frequency};
+    auto padding = paddingFramesByName.find(name);
+    return BufferFacts{path == pathsByName.end() ? std::string() : path->second,
+                       query.size,
+                       query.bits,
+                       query.channels,
+                       query.frequency,
+                       padding == paddingFramesByName.end() ? 0 : padding->second};
 }

@@ -21,7 +21,8 @@ public:
         ALint size = 0;  // bytes
         ALint bits = 0;
         ALint channels = 0;
-        ALint frequency = 0;  // Hz
+        ALint frequency = 0;              // Hz
+        std::uint32_t paddingFrames = 0;  // of the buffer's frames, what decoding added
     };
 
     SoundBufferRegistry() = default;
@@ -57,4 +58,6 @@ public:
 private:
     std::map<std::string, ALuint, std::less<>> buffersByName;
     std::map<std::string, std::string, std::less<>> pathsByName;
+    // Kept with the buffer it describes.
+    std::map<std::string, std::uint32_t, std::less<>> paddingFramesByName;
 };

@@ -114,6 +114,7 @@ struct DecodeRow {
     std::uint32_t frameBytes;
     std::uint32_t sampleRate;
     std::size_t pcmBytes;
+    std::uint32_t paddingFrames;  // of pcmBytes, what the padding of the blocks added
     Tone tone;
 };
 
@@ -121,18 +122,21 @@ struct DecodeRow {
 // alignment has it: 11025 samples come in frames that end with 785, padded to 800.
 const DecodeRow kDecodeRows[] = {
     // 88200 samples, the last frame of 136 padded to 160: 88224.
-    {"sine_mono_2s.wav", AL_FORMAT_MONO16, 2, 44100, 176448, {1, 440, 88200}},
-    {"pcm_u8_stereo.wav", AL_FORMAT_STEREO8, 2, 44100, 22080, {2, 441, 11025}},
-    {"pcm_s16_stereo.wav", AL_FORMAT_STEREO16, 4, 44100, 44160, {2, 441, 11025}},
-    {"pcm_f32_stereo.wav", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 88320, {2, 441, 11025}},
-    {"pcm_s32_quad.wav", AL_FORMAT_QUAD32, 16, 44100, 176640, {4, 441, 11025}},
+    {"sine_mono_2s.wav", AL_FORMAT_MONO16, 2, 44100, 176448, 24, {1, 440, 88200}},
+    {"pcm_u8_stereo.wav", AL_FORMAT_STEREO8, 2, 44100, 22080, 15, {2, 441, 11025}},
+    {"pcm_s16_stereo.wav", AL_FORMAT_STEREO16, 4, 44100, 44160, 15, {2, 441, 11025}},
+    {"pcm_f32_stereo.wav", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 88320, 15, {2, 441, 11025}},
+    {"pcm_s32_quad.wav", AL_FORMAT_QUAD32, 16, 44100, 176640, 15, {4, 441, 11025}},
     // Float in no native channel order falls back to 16 bit.
-    {"pcm_f32_2c.mkv", AL_FORMAT_STEREO16, 4, 44100, 44160, {2, 441, 11025}},
-    // Mixed down to mono, yet each frame's block is sized for all six channels.
-    {"pcm_s16_5.1.wav", AL_FORMAT_MONO16, 2, 44100, 136704, {}},
-    {"vorbis_stereo.ogg", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 529408, {}},
-    {"opus_stereo.opus", AL_FORMAT_STEREO_FLOAT32, 8, 48000, 576256, {}},
-    {"empty_audio.wav", AL_FORMAT_MONO16, 2, 44100, 0, {}},
+    {"pcm_f32_2c.mkv", AL_FORMAT_STEREO16, 4, 44100, 44160, 15, {2, 441, 11025}},
+    // Mixed down to mono, yet each frame's block is sized for all six channels: of
+    // 68352 frames, 11025 are sound.
+    {"pcm_s16_5.1.wav", AL_FORMAT_MONO16, 2, 44100, 136704, 57327, {}},
+    {"vorbis_stereo.ogg", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 529408, 26, {}},
+    // Blocks of 960, but the first is 648 after the encoder's pre-skip and the last
+    // 312: padded by 24 and 8.
+    {"opus_stereo.opus", AL_FORMAT_STEREO_FLOAT32, 8, 48000, 576256, 32, {}},
+    {"empty_audio.wav", AL_FORMAT_MONO16, 2, 44100, 0, 0, {}},
 };
 
 double SampleAt(const std::uint8_t* bytes, int width) {
@@ -160,6 +164,7 @@ TEST_P(DecodingAFile, GivesItsFormatLengthAndSamples) {
     EXPECT_EQ(format.sampleRate, row.sampleRate);
     const PcmBytes& pcm = stream.GetPcm();
     ASSERT_EQ(pcm.size(), row.pcmBytes);
+    EXPECT_EQ(stream.GetPaddingFrames(), row.paddingFrames);
 
     const Tone& tone = row.tone;
     const int width = tone.channels ? static_cast<int>(row.frameBytes) / tone.channels : 1;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # kep-host info FILE... prints one line per file: the OpenAL format by name, rate, bytes
-# and exact length beside the buffer query's whole seconds; or that the file was not
-# found, or failed with the reason in the log.
+# and length of the buffer with the padding the decoder added, beside the buffer
+# query's whole seconds; or that the file was not found, or failed with the reason in
+# the log.
 set -eEuo pipefail
 trap 'echo "FAILED at line $LINENO: $BASH_COMMAND" >&2' ERR
 host=$1 plugins=$2 media=${KEP_TEST_MEDIA:?}
@@ -15,17 +16,27 @@ run() {
     timeout 30 "$host" --plugins "$plugins" "$@" >"$out/stdout" 2>"$out/stderr" || status=$?
 }
 
-# FILE and its line. The decoder pads each decoded frame to a multiple of 32
-# samples: 11025 frames of 16-bit stereo become 11040, 44160 bytes.
+# Mono 16-bit WAVs of 14112 samples (0.32 s, 441 x 32) and one sample less.
+ffmpeg -nostdin -hide_banner -v error -f lavfi -i "aevalsrc=0.5*sin(2*PI*441*t):s=44100:d=0.32" \
+    -c:a pcm_s16le "$out/mono_14112.wav" -af atrim=end_sample=14111 -c:a pcm_s16le "$out/mono_14111.wav"
+
+# FILE (of the test media, else made here) and its line. The decoder pads each
+# decoded block to a multiple of 32 samples and says by how much: 11025 frames of
+# 16-bit stereo end in a block of 785, padded to 800; 14112 samples need no padding;
+# 14111 end in a block of 1823, padded to 1824.
 while read -r file line; do
-    run info "$media/$file"
+    path=$media/$file
+    [ -e "$path" ] || path=$out/$file
+    run info "$path"
     [ "$status" -eq 0 ]
-    grep -qxF "$media/$file: $line" "$out/stdout"
+    grep -qxF "$path: $line" "$out/stdout"
 done <<'END'
-pcm_s16_stereo.wav stereo 16-bit (AL_FORMAT_STEREO16), 44100 Hz, 44160 bytes, 0.250 s (buffer query: 1 s)
-pcm_u8_mono.wav mono 8-bit (AL_FORMAT_MONO8), 44100 Hz, 11040 bytes, 0.250 s (buffer query: 1 s)
-pcm_f32_7.1.wav 7.1 float32 (AL_FORMAT_71CHN32), 44100 Hz, 353280 bytes, 0.250 s (buffer query: 1 s)
-vorbis_stereo.ogg stereo float32 (AL_FORMAT_STEREO_FLOAT32), 44100 Hz, 529408 bytes, 1.501 s (buffer query: 2 s)
+pcm_s16_stereo.wav stereo 16-bit (AL_FORMAT_STEREO16), 44100 Hz, 44160 bytes, 0.250 s, of which 15 samples padding (buffer query: 1 s)
+pcm_u8_mono.wav mono 8-bit (AL_FORMAT_MONO8), 44100 Hz, 11040 bytes, 0.250 s, of which 15 samples padding (buffer query: 1 s)
+pcm_f32_7.1.wav 7.1 float32 (AL_FORMAT_71CHN32), 44100 Hz, 353280 bytes, 0.250 s, of which 15 samples padding (buffer query: 1 s)
+vorbis_stereo.ogg stereo float32 (AL_FORMAT_STEREO_FLOAT32), 44100 Hz, 529408 bytes, 1.501 s, of which 26 samples padding (buffer query: 2 s)
+mono_14112.wav mono 16-bit (AL_FORMAT_MONO16), 44100 Hz, 28224 bytes, 0.320 s (buffer query: 1 s)
+mono_14111.wav mono 16-bit (AL_FORMAT_MONO16), 44100 Hz, 28224 bytes, 0.320 s, of which 1 sample padding (buffer query: 1 s)
 END
 
 # FFmpeg's own lines obey --log-level: the Vorbis decoder's warning (logged on the

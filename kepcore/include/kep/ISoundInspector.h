@@ -20,6 +20,9 @@ struct SoundDescription {
     std::uint32_t bits = 0;        // bits per sample
     std::uint32_t channels = 0;
     std::uint32_t durationSeconds = 0;  // whole seconds, rounded up
+    // Of the sample frames in byteSize, how many the decoding added as padding
+    // rather than decoded from the file: a looping sound plays them at every seam.
+    std::uint32_t paddingFrames = 0;
 };
 
 // What a sound system holds for one source; the same on every instance in step.
