@@ -25,6 +25,8 @@
 
 namespace {
 
+// A day of scene is 30 GB of WAV at 44100 Hz: a longer one is a mistake.
+constexpr double kLongestRender = 24 * 3600.0;
 constexpr int kDefaultSampleRate = 44100;  // Hz
 // OpenAL Soft's own default; a scene with more sources and objects gets one each.
 constexpr int kLeastVoices = 256;
@@ -135,7 +137,7 @@ int RunRender(HostContext& context, const RenderOptions& options) {
         return kExitUsage;
     }
     SceneSession session;
-    if (!session.Load(options.scene)) {
+    if (!session.Load(options.scene, {.maxDuration = kLongestRender})) {
         return kExitFailed;
     }
     const Scene& scene = session.scene();

@@ -1,13 +1,20 @@
 #include "host/scene/JsonWithLines.h"
 
-#include <cstddef>
 #include <iterator>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
 namespace {
+
+using Json = nlohmann::json;
+
+// nlohmann-json's id of a number too large for a double ("1e309").
+constexpr int kNumberOverflow = 406;
+// How much of an offending number a message quotes.
+constexpr std::size_t kMostQuotedCharacters = 40;
 
 // Walks the text for the parser and publishes how far it has read: the parser
 // copies its iterators, so the position lives outside them.
@@ -32,18 +39,93 @@ private:
     const char** published_;
 };
 
-// Builds the document through nlohmann-json's own DOM builder and notes the line
-// of every value as its event arrives. An event comes when the parser has read
-// the value's last character, or for a number one character more; either
-// character stands on the value's line (a line's newline counts as on it).
-class LineRecorder {
+// Follows the parser through the document: the path of each value as its event
+// arrives, and the line it has read to. An event comes when the parser has read
+// the value's last character (for an object or array, its opening bracket), or
+// for a number one character more; either character stands on the value's line
+// (a line's newline counts as on it). Paths are kept for the open levels only, so
+// what it holds grows with the depth, not with the document.
+class PathTracker {
 public:
-    using Json = nlohmann::json;
+    explicit PathTracker(std::string_view text) : text_(text), read_(text.data()) {}
 
-    LineRecorder(std::string_view text, JsonWithLines& result)
-        : text_(text), read_(text.data()), result_(result), builder_(result.document, false) {}
-
+    // Where the parser publishes how far it has read.
     const char** readPosition() { return &read_; }
+
+    // Parses the text, sending each event to handler.
+    template <class Handler>
+    bool Parse(Handler& handler) {
+        const char* begin = text_.data();
+        return Json::sax_parse(PublishingIterator(begin, &read_),
+                               PublishingIterator(begin + text_.size(), &read_), &handler);
+    }
+
+protected:
+    struct Level {
+        std::string path;
+        bool isArray = false;
+        std::size_t nextIndex = 0;
+        std::string key;
+        bool awaitingValue = false;
+    };
+
+    // The line of the last character read.
+    int CurrentLine() {
+        const char* last = read_ > text_.data() ? read_ - 1 : read_;
+        for (; counted_ < last; ++counted_) {
+            newlinesBefore_ += *counted_ == '\n';
+        }
+        return newlinesBefore_ + 1;
+    }
+
+    // The path of the value whose event has just come.
+    std::string TakeValuePath() {
+        if (levels_.empty()) {
+            return {};
+        }
+        Level& level = levels_.back();
+        level.awaitingValue = false;
+        return level.isArray ? ElementPath(level.path, level.nextIndex++)
+                             : MemberPath(level.path, level.key);
+    }
+
+    // The path of the value the parser is reading, for a message about it.
+    std::string PathBeingRead(bool elementPath) const {
+        if (levels_.empty()) {
+            return {};
+        }
+        const Level& level = levels_.back();
+        if (level.isArray) {
+            return elementPath ? ElementPath(level.path, level.nextIndex) : level.path;
+        }
+        return level.awaitingValue ? MemberPath(level.path, level.key) : level.path;
+    }
+
+    void OpenLevel(std::string path, bool isArray) {
+        levels_.push_back({std::move(path), isArray, 0, {}, false});
+    }
+    void CloseLevel() { levels_.pop_back(); }
+    void NoteKey(const std::string& name) {
+        levels_.back().key = name;
+        levels_.back().awaitingValue = true;
+    }
+
+    std::vector<Level> levels_;
+
+private:
+    std::string_view text_;
+    const char* read_;
+    const char* counted_ = text_.data();
+    int newlinesBefore_ = 0;
+};
+
+// Builds the document through nlohmann-json's own DOM builder, refusing a
+// member given twice, and a value beyond a budget before it is built.
+class DocumentBuilder : public PathTracker {
+public:
+    DocumentBuilder(std::string_view text, Json& document)
+        : PathTracker(text), builder_(document, false) {}
+
     const JsonError& error() const { return error_; }
 
     bool null() { return Value() && builder_.null(); }
@@ -62,120 +144,163 @@ public:
     bool start_object(std::size_t size) { return Open(false) && builder_.start_object(size); }
     bool start_array(std::size_t size) { return Open(true) && builder_.start_array(size); }
     bool end_object() {
-        levels_.pop_back();
+        Close();
         return builder_.end_object();
     }
     bool end_array() {
-        levels_.pop_back();
+        Close();
         return builder_.end_array();
     }
     bool key(Json::string_t& name) {
-        Level& level = levels_.back();
-        level.key = name;
-        level.awaitingValue = true;
-        if (!level.keys.insert(name).second) {
-            error_ = {CurrentLine(), MemberPath(level.path, name), "given twice"};
+        NoteKey(name);
+        if (!keys_.back().insert(name).second) {
+            error_ = {CurrentLine(), MemberPath(levels_.back().path, name), "given twice"};
             return false;
         }
         return builder_.key(name);
     }
-    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception& error) {
-        std::string_view message = error.what();
+    bool parse_error(std::size_t, const std::string& token,
+                     const nlohmann::detail::exception& error) {
+        if (error.id == kNumberOverflow) {
+            const bool cut = token.size() > kMostQuotedCharacters;
+            error_ = {CurrentLine(), PathBeingRead(true),
+                      fmt::format("number out of range: {}{}",
+                                  token.substr(0, kMostQuotedCharacters), cut ? "..." : "")};
+            return false;
+        }
         // "[json.exception.parse_error.101] parse error at line 3, column 5: why":
         // the line is told by the error's own line number, the rest is kept.
+        std::string_view message = error.what();
         if (const std::size_t column = message.find("column "); column != message.npos) {
             if (const std::size_t colon = message.find(": ", column); colon != message.npos) {
                 message.remove_prefix(colon + 2);
             }
         }
-        std::string path;
-        if (!levels_.empty()) {
-            const Level& level = levels_.back();
-            path = level.awaitingValue ? MemberPath(level.path, level.key) : level.path;
-        }
-        error_ = {CurrentLine(), path, std::string(message)};
+        error_ = {CurrentLine(), PathBeingRead(false), std::string(message)};
         return false;
     }
 
 private:
-    struct Level {
-        std::string path;
-        bool isArray = false;
-        std::size_t nextIndex = 0;
-        std::string key;
-        bool awaitingValue = false;
-        std::set<std::string, std::less<>> keys;
-    };
-
-    // The line of the last character read.
-    int CurrentLine() {
-        const char* last = read_ > text_.data() ? read_ - 1 : read_;
-        for (; counted_ < last; ++counted_) {
-            newlinesBefore_ += *counted_ == '\n';
-        }
-        return newlinesBefore_ + 1;
-    }
-
-    // Records the line of the value whose event has just come, under its path.
-    std::string NoteValue() {
-        std::string path;
-        if (!levels_.empty()) {
-            Level& level = levels_.back();
-            path = level.isArray ? ElementPath(level.path, level.nextIndex++)
-                                 : MemberPath(level.path, level.key);
-            level.awaitingValue = false;
-        }
-        result_.lines[path] = CurrentLine();
-        return path;
-    }
-
     bool Value() {
-        NoteValue();
+        std::string path = TakeValuePath();
+        return Counted(path);
+    }
+
+    bool Counted(std::string& path) {
+        if (++values_ > kMostJsonValues) {
+            error_ = {CurrentLine(), std::move(path),
+                      fmt::format("more than {} values in one document", kMostJsonValues)};
+            return false;
+        }
         return true;
     }
 
     bool Open(bool isArray) {
-        Level level;
-        level.path = NoteValue();
-        level.isArray = isArray;
-        levels_.push_back(std::move(level));
+        std::string path = TakeValuePath();
+        if (!Counted(path)) {
+            return false;
+        }
+        if (levels_.size() >= kMostJsonDepth) {
+            error_ = {
+                CurrentLine(), std::move(path),
+                fmt::format("more than {} levels of nested arrays and objects", kMostJsonDepth)};
+            return false;
+        }
+        OpenLevel(std::move(path), isArray);
+        keys_.emplace_back();
         return true;
     }
 
-    std::string_view text_;
-    const char* read_;
-    const char* counted_ = text_.data();
-    int newlinesBefore_ = 0;
-    JsonWithLines& result_;
+    void Close() {
+        CloseLevel();
+        keys_.pop_back();
+    }
+
     nlohmann::detail::json_sax_dom_parser<Json> builder_;
-    std::vector<Level> levels_;
+    // The members seen so far of each open object.
+    std::vector<std::set<std::string, std::less<>>> keys_;
+    std::size_t values_ = 0;
     JsonError error_;
+};
+
+// Reads a parsed document's text again for the line of one path, stopping there.
+class LineFinder : public PathTracker {
+public:
+    LineFinder(std::string_view text, std::string_view target)
+        : PathTracker(text), target_(target) {}
+
+    // The line of the target, or of the nearest value around it.
+    int line() const { return line_; }
+
+    bool null() { return Value(); }
+    bool boolean(bool) { return Value(); }
+    bool number_integer(Json::number_integer_t) { return Value(); }
+    bool number_unsigned(Json::number_unsigned_t) { return Value(); }
+    bool number_float(Json::number_float_t, const Json::string_t&) { return Value(); }
+    bool string(Json::string_t&) { return Value(); }
+    bool binary(Json::binary_t&) { return Value(); }
+    bool start_object(std::size_t) { return Open(false); }
+    bool start_array(std::size_t) { return Open(true); }
+    bool end_object() { return Close(); }
+    bool end_array() { return Close(); }
+    bool key(Json::string_t& name) {
+        NoteKey(name);
+        return true;
+    }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) {
+        return false;
+    }
+
+private:
+    // Notes the line of a value on the way to the target; false (stop) at the
+    // target itself.
+    bool Reached(const std::string& path) {
+        const bool around =
+            path.size() < target_.size() && target_.starts_with(path) &&
+            (path.empty() || target_[path.size()] == '.' || target_[path.size()] == '[');
+        if (path == target_ || around) {
+            line_ = CurrentLine();
+            insideTarget_ = levels_.size();
+        }
+        return path != target_;
+    }
+
+    bool Value() { return Reached(TakeValuePath()); }
+
+    bool Open(bool isArray) {
+        std::string path = TakeValuePath();
+        const bool goOn = Reached(path);
+        OpenLevel(std::move(path), isArray);
+        return goOn;
+    }
+
+    // Past the end of the innermost value around the target, the target is not
+    // there.
+    bool Close() {
+        CloseLevel();
+        return levels_.size() > insideTarget_;
+    }
+
+    std::string_view target_;
+    int line_ = 0;
+    // The depth of the innermost value around the target found so far.
+    std::size_t insideTarget_ = 0;
 };
 
 }  // namespace
 
 int JsonWithLines::LineOf(std::string_view path) const {
-    for (;;) {
-        if (const auto found = lines.find(path); found != lines.end()) {
-            return found->second;
-        }
-        if (path.empty()) {
-            return 0;
-        }
-        const std::size_t cut = path.find_last_of(".[");
-        path = path.substr(0, cut == path.npos ? 0 : cut);
-    }
+    LineFinder finder(text, path);
+    finder.Parse(finder);
+    return finder.line();
 }
 
-std::variant<JsonWithLines, JsonError> ParseJsonWithLines(std::string_view text) {
+std::variant<JsonWithLines, JsonError> ParseJsonWithLines(std::string text) {
     JsonWithLines result;
-    LineRecorder recorder(text, result);
-    const char* begin = text.data();
-    const bool parsed = nlohmann::json::sax_parse(
-        PublishingIterator(begin, recorder.readPosition()),
-        PublishingIterator(begin + text.size(), recorder.readPosition()), &recorder);
-    if (!parsed) {
-        return recorder.error();
+    result.text = std::move(text);
+    DocumentBuilder builder(result.text, result.document);
+    if (!builder.Parse(builder)) {
+        return builder.error();
     }
     return result;
 }

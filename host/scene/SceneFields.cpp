@@ -1,5 +1,6 @@
 #include "host/scene/SceneFields.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -32,6 +33,21 @@ std::string StringAt(const json& value, const std::string& path) {
         throw SceneFault{path, "expected a string"};
     }
     return value.get<std::string>();
+}
+
+std::string NameAt(const json& value, const std::string& path) {
+    std::string name = StringAt(value, path);
+    RejectControlCharacters(name, path);
+    return name;
+}
+
+void RejectControlCharacters(std::string_view name, const std::string& path) {
+    const bool control = std::any_of(name.begin(), name.end(), [](char character) {
+        return static_cast<unsigned char>(character) < 0x20 || character == 0x7f;
+    });
+    if (control) {
+        throw SceneFault{path, "expected a name without control characters"};
+    }
 }
 
 osg::Vec3f VectorAt(const json& value, const std::string& path) {
@@ -94,6 +110,11 @@ bool ObjectFields::Bool(std::string_view name, bool fallback) {
 std::string ObjectFields::String(std::string_view name, const std::string& fallback) {
     const json* value = Optional(name);
     return value ? StringAt(*value, PathOf(name)) : fallback;
+}
+
+std::string ObjectFields::Name(std::string_view name, const std::string& fallback) {
+    const json* value = Optional(name);
+    return value ? NameAt(*value, PathOf(name)) : fallback;
 }
 
 osg::Vec3f ObjectFields::Vector(std::string_view name, const osg::Vec3f& fallback) {

@@ -20,6 +20,10 @@ struct SceneFault {
 double NumberAt(const nlohmann::json& value, const std::string& path);
 const nlohmann::json& ArrayAt(const nlohmann::json& value, const std::string& path);
 std::string StringAt(const nlohmann::json& value, const std::string& path);
+// A name that messages, labels and plots show: a string without control
+// characters, which would break a line of text or make an SVG file invalid.
+std::string NameAt(const nlohmann::json& value, const std::string& path);
+void RejectControlCharacters(std::string_view name, const std::string& path);
 // [x, y, z].
 osg::Vec3f VectorAt(const nlohmann::json& value, const std::string& path);
 
@@ -37,6 +41,7 @@ public:
     double Number(std::string_view name, double fallback, double lowest, double highest);
     bool Bool(std::string_view name, bool fallback);
     std::string String(std::string_view name, const std::string& fallback);
+    std::string Name(std::string_view name, const std::string& fallback);
     osg::Vec3f Vector(std::string_view name, const osg::Vec3f& fallback);
 
     void RejectOthers() const;

@@ -3,11 +3,15 @@
 #include "host/ConsoleOutput.h"
 #include "host/scene/SceneLoader.h"
 
-bool SceneSession::Load(const std::string& file) {
+bool SceneSession::Load(const std::string& file, const SceneLimits& limits) {
     std::string error;
-    scene_ = LoadScene(file, error);
+    std::vector<std::string> warnings;
+    scene_ = LoadScene(file, error, limits, &warnings);
     if (!scene_) {
         PrintError("{}\n", error);
+    }
+    for (const std::string& warning : warnings) {
+        PrintError("{}\n", warning);
     }
     return scene_.has_value();
 }

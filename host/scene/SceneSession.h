@@ -6,15 +6,17 @@
 
 #include "host/HostContext.h"
 #include "host/scene/Scene.h"
+#include "host/scene/SceneLoader.h"
 #include "host/scene/ScenePlayer.h"
 
 // What kep-host run and render share: a scene read from its file and a player
 // started on it. Each step reports its failure on standard error.
 class SceneSession {
 public:
-    // Reads the scene; false (its error on standard error) if it is bad. Nothing
-    // has been started then.
-    [[nodiscard]] bool Load(const std::string& file);
+    // Reads the scene within the command's limits (render: SceneLimits{.maxDuration
+    // = 24 * 3600.0}); false (its error on standard error) if it is bad. Nothing
+    // has been started then. What the loader warns of goes to standard error too.
+    [[nodiscard]] bool Load(const std::string& file, const SceneLimits& limits = {});
     // Loads the plug-ins and starts the scene's player; false if they fail.
     [[nodiscard]] bool Start(HostContext& context, ScenePlayerOptions options = {});
 
