@@ -17,17 +17,16 @@
 #include "host/ProgressLine.h"
 #include "host/render/LevelTrace.h"
 #include "host/render/LoopbackDevice.h"
-#include "host/render/SvgLevelPlot.h"
+#include "host/render/SvgScenePlot.h"
 #include "host/render/WaveWriter.h"
 #include "host/scene/SceneSession.h"
-#include "host/scene/SceneTimeline.h"
 #include "kep/Messages.h"
 
 namespace {
 
+constexpr int kDefaultSampleRate = 44100;  // Hz
 // A day of scene is 30 GB of WAV at 44100 Hz: a longer one is a mistake.
 constexpr double kLongestRender = 24 * 3600.0;
-constexpr int kDefaultSampleRate = 44100;  // Hz
 // OpenAL Soft's own default; a scene with more sources and objects gets one each.
 constexpr int kLeastVoices = 256;
 // Rendered in blocks of at most this many frames, whatever the scene's frame rate.
@@ -74,8 +73,8 @@ bool OutputsClash(const RenderOptions& options, const Scene* scene) {
 
 bool WritePlot(const std::filesystem::path& file, const LevelTrace& trace, const Scene& scene) {
     std::ofstream stream(file, std::ios::trunc);
-    stream << PlotLevels(trace, TimelineOf(scene), scene.duration,
-                         fmt::format("What the listener hears: {}", scene.file.string()));
+    stream << PlotScene(trace, scene,
+                        fmt::format("What the listener hears: {}", scene.file.string()));
     stream.close();
     return !stream.fail();
 }

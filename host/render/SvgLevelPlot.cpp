@@ -228,16 +228,3 @@ void SvgLevelPlot::DrawTrace(std::string& svg, const SvgBox& area) const {
                        ChannelName(channel, channels));
     }
 }
-
-std::string PlotLevels(const LevelTrace& trace, const std::vector<SceneEvent>& events,
-                       double duration, std::string_view title) {
-    constexpr double kPageWidth = 960, kPlotHeight = 330;
-    const double width = kPageWidth - SvgLevelPlot::kRoomLeft - SvgLevelPlot::kRoomRight;
-    const SvgLevelPlot plot(trace, events, duration, width);
-    const SvgBox area{SvgLevelPlot::kRoomLeft, kSvgTitleHeight + plot.RoomAbove(), width,
-                      kPlotHeight};
-    std::string svg = SvgDocumentStart(kPageWidth, area.Bottom() + SvgLevelPlot::kRoomBelow, title);
-    plot.Draw(svg, area);
-    svg += kSvgDocumentEnd;
-    return svg;
-}

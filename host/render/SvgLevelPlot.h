@@ -62,7 +62,3 @@ private:
     std::size_t unlabelled_ = 0;
     int rows_ = 0;
 };
-
-// The level plot alone on its page, titled.
-std::string PlotLevels(const LevelTrace& trace, const std::vector<SceneEvent>& events,
-                       double duration, std::string_view title);
