@@ -4,6 +4,7 @@
 #include <AL/alext.h>
 
 #include "decode/DeviceCapabilities.h"
+#include "decode/SampleBranch.h"
 #include "kep/Messages.h"
 
 namespace {
@@ -17,32 +18,6 @@ constexpr std::uint64_t kMask51Side = AV_CH_LAYOUT_5POINT1;                     
 constexpr std::uint64_t kMask71 = AV_CH_LAYOUT_7POINT1;                                // 0x63F
 
 static_assert(kMaskQuad == 0x33 && kMask51Back == 0x3F && kMask51Side == 0x60F && kMask71 == 0x63F);
-
-enum class SampleBranch { Unsigned8, Signed16, Signed32, Float, Double, Unknown };
-
-SampleBranch BranchOf(int sampleFormat) {
-    switch (sampleFormat) {
-        case AV_SAMPLE_FMT_U8:
-        case AV_SAMPLE_FMT_U8P:
-            return SampleBranch::Unsigned8;
-        case AV_SAMPLE_FMT_S16:
-            return SampleBranch::Signed16;
-        case AV_SAMPLE_FMT_S32:
-        case AV_SAMPLE_FMT_S32P:
-            return SampleBranch::Signed32;
-        case AV_SAMPLE_FMT_FLT:
-        case AV_SAMPLE_FMT_FLTP:
-            return SampleBranch::Float;
-        case AV_SAMPLE_FMT_DBL:
-        case AV_SAMPLE_FMT_DBLP:
-        case AV_SAMPLE_FMT_S64:
-        case AV_SAMPLE_FMT_S64P:
-            return SampleBranch::Double;
-        default:
-            // Planar 16 bit (AV_SAMPLE_FMT_S16P) is deliberately not accepted.
-            return SampleBranch::Unknown;
-    }
-}
 
 }  // namespace
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// Notices Ctrl-C (and SIGTERM) while it lives, so that a long command can stop
+// Notices Ctrl-C (and SIGTERM, and SIGHUP) while it lives, so that a long command can stop
 // cleanly, keep what it has made and close the device, instead of dying.
 class InterruptWatch {
 public:

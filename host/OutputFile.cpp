@@ -13,6 +13,13 @@ bool Writable(const std::filesystem::path& file) {
                    folder.string());
         return false;
     }
+    const auto type = std::filesystem::status(file, status).type();
+    // A FIFO would block the open until a reader came; a folder is no file.
+    if (type == std::filesystem::file_type::fifo || type == std::filesystem::file_type::socket ||
+        type == std::filesystem::file_type::directory) {
+        PrintError("kep-host: {} cannot be written: it is not a regular file\n", file.string());
+        return false;
+    }
     const bool existed = std::filesystem::exists(file, status);
     const bool opened = std::ofstream(file, std::ios::app).is_open();
     if (!existed) {

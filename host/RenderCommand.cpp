@@ -29,6 +29,9 @@ constexpr int kDefaultSampleRate = 44100;  // Hz
 constexpr double kLongestRender = 24 * 3600.0;
 // OpenAL Soft's own default; a scene with more sources and objects gets one each.
 constexpr int kLeastVoices = 256;
+// A WAV's sizes are 32-bit: its data must stay under 4 GiB, header and all.
+constexpr double kLargestWaveBytes = 4294967295.0 - 4096;
+constexpr double kBytesPerFrame = 2 * sizeof(float);
 // Rendered in blocks of at most this many frames, whatever the scene's frame rate.
 constexpr int kBlockFrames = 4096;
 constexpr double kPlotWindowSeconds = 0.02;
@@ -48,6 +51,10 @@ struct RenderOptions {
 // output is a mistake on the command line; the message names both. The sounds
 // are known once the scene is loaded.
 bool OutputsClash(const RenderOptions& options, const Scene* scene) {
+    if (options.output.empty()) {
+        PrintError("kep-host: -o names no file\n");
+        return true;
+    }
     std::vector<std::pair<std::filesystem::path, std::string>> inputs = {
         {options.scene, "the scene"}};
     for (const auto& [name, file] : scene ? scene->sounds : decltype(scene->sounds){}) {
@@ -98,7 +105,6 @@ Rendered RenderFrames(ScenePlayer& player, const Scene& scene, const LoopbackDev
     const int rate = device.format().sampleRate;
     const std::int64_t total = std::llround(scene.duration * rate);
     std::vector<float> block(static_cast<std::size_t>(kBlockFrames) * LoopbackDevice::kChannels);
-    InterruptWatch interrupts;
     ProgressLine progress;
     auto shown = std::chrono::steady_clock::now();
     Rendered rendered;
@@ -143,6 +149,14 @@ int RunRender(HostContext& context, const RenderOptions& options) {
     if (OutputsClash(options, &scene)) {
         return kExitUsage;
     }
+    if (const double longest = kLargestWaveBytes / (kBytesPerFrame * options.sampleRate);
+        scene.duration > longest) {
+        PrintError(
+            "kep-host: {} s of scene at {} Hz makes a WAV over 4 GiB, more than a WAV file "
+            "holds: render at most {:.0f} s at this rate\n",
+            scene.duration, options.sampleRate, std::floor(longest));
+        return kExitUsage;
+    }
     if (!Writable(options.output) || (!options.plot.empty() && !Writable(options.plot))) {
         return kExitFailed;
     }
@@ -159,8 +173,15 @@ int RunRender(HostContext& context, const RenderOptions& options) {
     }
     Print("Rendering {} ({} s)\n", options.scene, scene.duration);
     std::fflush(stdout);
+    // From here Ctrl-C ends the render cleanly: after the sounds have loaded, or
+    // between two frames, keeping what was rendered.
+    const InterruptWatch interrupts;
     if (!session.Start(context)) {
         return kExitFailed;
+    }
+    if (InterruptWatch::Interrupted()) {
+        PrintError("kep-host: interrupted before the first frame; nothing written\n");
+        return kExitInterrupted;
     }
     if (!device->Opened(error)) {
         PrintError("kep-host: {}\n", error);
@@ -234,6 +255,7 @@ CommandRun AddRenderCommand(CLI::App& app) {
         ->type_name("HZ")
         ->capture_default_str();
     command->add_flag("--hrtf", options->hrtf,
-                      "binaural stereo for headphones, through OpenAL Soft's HRTF");
+                      "binaural stereo for headphones, through OpenAL Soft's HRTF (it has "
+                      "HRTF data for 44100 and 48000 Hz)");
     return [options](HostContext& context) { return RunRender(context, *options); };
 }

@@ -60,6 +60,14 @@ bool AllowedInXml(char32_t character) {
            (character >= 0x10000 && character <= 0x10FFFF);
 }
 
+// Line and paragraph separators and the controls of text direction: valid XML,
+// but one name would break its label over lines or turn its neighbours round.
+bool MovesText(char32_t character) {
+    return (character >= 0x200E && character <= 0x200F) ||
+           (character >= 0x2028 && character <= 0x202E) ||
+           (character >= 0x2066 && character <= 0x2069);
+}
+
 }  // namespace
 
 std::string SvgDocumentStart(double width, double height, std::string_view title) {
@@ -94,7 +102,7 @@ std::string SvgEscaped(std::string_view text) {
                 escaped += "&quot;";
                 break;
             default:
-                if (character != kInvalid && AllowedInXml(character)) {
+                if (character != kInvalid && AllowedInXml(character) && !MovesText(character)) {
                     escaped += text.substr(at, length);
                 } else {
                     escaped += kReplacement;

@@ -306,7 +306,19 @@ std::variant<JsonWithLines, JsonError> ParseJsonWithLines(std::string text) {
 }
 
 std::string MemberPath(std::string_view path, std::string_view name) {
-    return path.empty() ? std::string(name) : fmt::format("{}.{}", path, name);
+    // A member's name is the file's to choose: a long one is cut, so that nested
+    // long names cannot make paths (and messages) grow with the square of the file.
+    constexpr std::size_t kLongestName = 256;
+    std::string shown(name);
+    if (shown.size() > kLongestName) {
+        std::size_t cut = kLongestName;
+        while (cut > 0 && (static_cast<unsigned char>(shown[cut]) & 0xC0) == 0x80) {
+            --cut;  // not inside a character
+        }
+        shown.resize(cut);
+        shown += "...";
+    }
+    return path.empty() ? shown : fmt::format("{}.{}", path, shown);
 }
 
 std::string ElementPath(std::string_view path, std::size_t index) {

@@ -4,15 +4,11 @@
 #include <system_error>
 #include <utility>
 
-SceneFileLookup::SceneFileLookup(std::filesystem::path folder) : folder_(std::move(folder)) {
-    manager_.AddRoot(folder_);
-}
+SceneFileLookup::SceneFileLookup(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
 std::string SceneFileLookup::GetFilePath(std::string_view fileName) const {
-    if (!Climbs(fileName)) {
-        return manager_.GetFilePath(fileName);
-    }
-    const std::filesystem::path file = InFolder(fileName);
+    const std::filesystem::path file =
+        std::filesystem::path(fileName).is_absolute() ? fileName : InFolder(fileName);
     std::error_code status;
     // Only regular files: FFmpeg would wait forever for a FIFO's writer.
     return std::filesystem::is_regular_file(file, status) ? file.string() : std::string();

@@ -7,26 +7,23 @@
 
 #include "kep/DataManager.h"
 
-// How a scene's sound files are found: a relative name that climbs with ".." is
-// taken from the scene's folder exactly as written ("../sounds/x.wav" beside
-// scenes/a.json is sounds/x.wav beside scenes/); any other name as a host's data
-// manager finds it with the scene's folder as its data root (as it stands first,
-// then under the folder). A data manager would drop the ".." and find another
-// file, or none.
+// How a scene's sound files are found: an absolute name as it stands, a relative
+// one in the scene's folder exactly as written ("../sounds/x.wav" beside
+// scenes/a.json is sounds/x.wav beside scenes/), and never in the working folder,
+// so a scene plays the same sounds wherever it is run from. Only regular files.
 class SceneFileLookup final : public kep::IDataManager {
 public:
     explicit SceneFileLookup(std::filesystem::path folder);
 
     std::string GetFilePath(std::string_view fileName) const override;
 
-    // Whether a name is one this lookup takes from the scene's folder only, and
-    // the file it names there.
+    // Whether a relative name climbs out of the scene's folder with "..", and the
+    // file a relative name stands for.
     static bool Climbs(std::string_view fileName);
     std::filesystem::path InFolder(std::string_view fileName) const;
 
 private:
     std::filesystem::path folder_;
-    kep::DataManager manager_;
 };
 
 // While it lives, the process's data manager is a scene's file lookup; then the

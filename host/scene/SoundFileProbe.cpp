@@ -9,6 +9,7 @@ extern "C" {
 }
 
 #include "decode/FFmpegHandles.h"
+#include "decode/SampleBranch.h"
 
 namespace {
 
@@ -61,6 +62,24 @@ std::optional<std::string> OpenFirstAudioDecoder(AVFormatContext& format, CodecC
     return why;
 }
 
+// Why the sound system would refuse samples of this format, if it would. It
+// takes doubles only where the device has no AL_EXT_DOUBLE, which OpenAL Soft has.
+std::optional<std::string> RefusedSamples(int sampleFormat) {
+    const char* name = av_get_sample_fmt_name(static_cast<AVSampleFormat>(sampleFormat));
+    switch (BranchOf(sampleFormat)) {
+        case SampleBranch::Unknown:
+            return fmt::format("its decoder gives {} samples, which the sound system does not take",
+                               name ? name : "unknown");
+        case SampleBranch::Double:
+            return fmt::format(
+                "its decoder gives 64-bit {} samples, which the sound system does "
+                "not take on OpenAL Soft",
+                name ? name : "unknown");
+        default:
+            return std::nullopt;
+    }
+}
+
 // Decodes until the first frame with samples. Like the sound plug-in, a packet
 // the decoder refuses is passed over, and the decoder is not flushed at the end.
 std::optional<std::string> DecodeFirstSamples(AVFormatContext& format, AVCodecContext& codec,
@@ -91,7 +110,7 @@ std::optional<std::string> DecodeFirstSamples(AVFormatContext& format, AVCodecCo
         }
         while (avcodec_receive_frame(&codec, frame.get()) >= 0) {
             if (frame->nb_samples > 0) {
-                return std::nullopt;
+                return RefusedSamples(frame->format);
             }
         }
     }

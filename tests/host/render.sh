@@ -154,7 +154,7 @@ above "$ear_l" -60 && above "$ear_r" "$ear_l" 1
 
 # Ctrl-C keeps what was rendered, as a WAV that reads.
 cat >"$out/long.json" <<END
-{ "duration": 86400, "sounds": { "tone": "tone.wav" },
+{ "duration": 10000, "sounds": { "tone": "tone.wav" },
   "sources": [ { "sound": "tone", "position": [2, 0, 0], "looping": true, "play": [0] } ] }
 END
 "$host" --plugins "$plugins" render "$out/long.json" -o "$out/long.wav" --rate 8000 \
@@ -172,6 +172,17 @@ grep -qE "^kep-host: interrupted; $out/long.wav holds the first [0-9.]+ s of the
 kept=$(ffprobe -v error -show_entries stream=duration -of csv=p=0 "$out/long.wav")
 echo "interrupted: $kept s of the scene kept"
 above "$kept" 1
+
+# A FIFO would block the render until a reader came: refused.
+mkfifo "$out/fifo.wav"
+render "$out/volume.json" -o "$out/fifo.wav"
+[ "$status" -eq 1 ]
+grep -qxF "kep-host: $out/fifo.wav cannot be written: it is not a regular file" "$out/stderr"
+
+# More than a WAV holds (4 GiB): refused before anything starts.
+render "$out/long.json" -o "$out/huge.wav" --rate 192000
+[ "$status" -eq 2 ] && [ ! -e "$out/huge.wav" ]
+grep -qxF "kep-host: 10000 s of scene at 192000 Hz makes a WAV over 4 GiB, more than a WAV file holds: render at most 2796 s at this rate" "$out/stderr"
 
 # Outputs that would write over an input or each other: a usage error, nothing written.
 cp "$out/levels.json" "$out/scene.json"

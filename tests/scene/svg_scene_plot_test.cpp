@@ -150,6 +150,10 @@ TEST(SvgScenePlot, DocumentParsesWhateverTheSceneNames) {
     EXPECT_THAT(svg, HasSubstr(">a" + replaced + "b" + replaced + "c" + replaced +
                                "&lt;&amp;&gt;&quot;d</text>"));
     EXPECT_THAT(svg, HasSubstr(">title " + replaced + "[31m</text>"));
+    // Separators and direction controls would break a label or turn its neighbours.
+    const std::string moved =
+        PlotScene(SteadyTrace(1), SceneOf(1, {Source("x\u2028y\u202Ez", {{0, {1, 0, 0}}})}), "t");
+    EXPECT_THAT(moved, HasSubstr(">x" + replaced + "y" + replaced + "z</text>"));
     // Cut short between characters, not inside one.
     EXPECT_THAT(svg, HasSubstr(">play " + accented.substr(0, 2 * 24) + "... (0 s)</text>"));
     EXPECT_TRUE(ParsesAsXml(svg));
