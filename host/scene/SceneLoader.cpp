@@ -193,17 +193,32 @@ void ReadSounds(const json& value, const std::filesystem::path& folder, Scene& s
 // Each sound file once, after everything else was found right: probing reads
 // files, the rest only the scene.
 void ProbeSounds(const Scene& scene) {
+    struct Probed {
+        std::optional<std::string> why;
+        double pcmBytes = 0;
+    };
     const SceneFileLookup lookup(scene.folder);
-    std::map<std::string, std::optional<std::string>> probed;  // by the file's path
+    std::map<std::string, Probed> probed;  // by the file's path
+    double pcmBytes = 0;                   // of every sound: each name is decoded anew
     for (const auto& [name, written] : scene.sounds) {
         const std::string file = lookup.GetFilePath(written);
         auto found = probed.find(file);
         if (found == probed.end()) {
-            found = probed.emplace(file, ProbeSoundFile(file)).first;
+            Probed result;
+            result.why = ProbeSoundFile(file, &result.pcmBytes);
+            found = probed.emplace(file, std::move(result)).first;
         }
-        if (found->second) {
+        if (found->second.why) {
             throw SceneFault{MemberPath("sounds", name),
-                             fmt::format("cannot be decoded: {}", *found->second)};
+                             fmt::format("cannot be decoded: {}", *found->second.why)};
+        }
+        pcmBytes += found->second.pcmBytes;
+        if (pcmBytes > static_cast<double>(kMostDecodedBytes)) {
+            throw SceneFault{
+                MemberPath("sounds", name),
+                fmt::format("the scene's sounds up to this one decode to about {:.0f} MiB, "
+                            "more than the {} MiB a scene may hold",
+                            pcmBytes / (1 << 20), kMostDecodedBytes >> 20)};
         }
     }
 }

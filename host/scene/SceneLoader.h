@@ -16,6 +16,8 @@ constexpr std::uintmax_t kMostSceneBytes = 16 << 20;
 constexpr std::size_t kMostSceneItems = 10'000;  // sounds, objects and sources, each
 constexpr std::size_t kMostKeyframes = 100'000;  // per position or camera path
 constexpr std::size_t kMostPresses = 10'000;     // play times, and stop times, per item
+// Every sound is decoded whole into memory, once for each name it has.
+constexpr std::uint64_t kMostDecodedBytes = std::uint64_t{2048} << 20;
 // Frames are counted in an int: at 1000 frames/s this still fits.
 constexpr double kMostSceneSeconds = 2'000'000;
 

@@ -1,5 +1,6 @@
 #include "host/scene/SoundFileProbe.h"
 
+#include <algorithm>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -117,9 +118,23 @@ std::optional<std::string> DecodeFirstSamples(AVFormatContext& format, AVCodecCo
     return lastRefusal < 0 ? ErrorText(lastRefusal) : std::string("it holds no samples");
 }
 
+// Seconds times samples a second times bytes a sample, from what the container
+// declares: the stream's own length, else the file's.
+double DeclaredPcmBytes(const AVFormatContext& format, const AVStream& stream,
+                        const AVCodecContext& codec) {
+    double seconds = 0;
+    if (stream.duration != AV_NOPTS_VALUE && stream.duration > 0) {
+        seconds = static_cast<double>(stream.duration) * av_q2d(stream.time_base);
+    } else if (format.duration != AV_NOPTS_VALUE && format.duration > 0) {
+        seconds = static_cast<double>(format.duration) / AV_TIME_BASE;
+    }
+    const int sampleBytes = std::max(av_get_bytes_per_sample(codec.sample_fmt), 1);
+    return seconds * codec.sample_rate * codec.ch_layout.nb_channels * sampleBytes;
+}
+
 }  // namespace
 
-std::optional<std::string> ProbeSoundFile(const std::filesystem::path& file) {
+std::optional<std::string> ProbeSoundFile(const std::filesystem::path& file, double* pcmBytes) {
     std::error_code status;
     if (!std::filesystem::is_regular_file(file, status)) {
         return "not a regular file";
@@ -141,6 +156,9 @@ std::optional<std::string> ProbeSoundFile(const std::filesystem::path& file) {
     int streamIndex = -1;
     if (auto why = OpenFirstAudioDecoder(*format, codec, streamIndex)) {
         return why;
+    }
+    if (pcmBytes) {
+        *pcmBytes = DeclaredPcmBytes(*format, *format->streams[streamIndex], *codec);
     }
     return DecodeFirstSamples(*format, *codec, streamIndex);
 }

@@ -11,4 +11,8 @@
 // Nothing when it decodes, else why not, in FFmpeg's words where
 // FFmpeg gives them ("Invalid data found when processing input"). Only regular
 // files are opened: FFmpeg would wait forever for a FIFO's writer.
-[[nodiscard]] std::optional<std::string> ProbeSoundFile(const std::filesystem::path& file);
+//
+// `pcmBytes`, if given, gets about how many bytes of PCM the whole file decodes
+// to, from the length its container declares (0 where it declares none).
+[[nodiscard]] std::optional<std::string> ProbeSoundFile(const std::filesystem::path& file,
+                                                        double* pcmBytes = nullptr);

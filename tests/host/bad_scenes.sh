@@ -14,6 +14,8 @@ printf 'not a sound\n' >text.wav
 : >empty.wav
 # Sound files that decode, but into samples the sound system does not take.
 ffmpeg -v error -nostdin -f lavfi -i sine=d=0.1 -c:a alac alac16.m4a
+# An hour of stereo silence: small as FLAC, 605.6 MiB decoded.
+ffmpeg -v error -nostdin -f lavfi -i anullsrc=r=44100:cl=stereo -t 3600 -c:a flac hour.flac
 # Lists one longer than the loader takes, and arrays nested below the top object.
 presses=$(seq 10001 | sed 's/.*/0/' | paste -sd,)
 keyframes=$(seq 0 100000 | sed 's/.*/{"time": &, "at": [0, 0, 0]}/' | paste -sd,)
@@ -72,6 +74,7 @@ bad.json:2: sounds.a: file not found: ../none.wav (PARENT/none.wav) | {"duration
 bad.json:2: sounds.a: cannot be decoded: Invalid data found when processing input | {"duration": 2,\n "sounds": {"a": "text.wav"}}
 bad.json:2: sounds.a: cannot be decoded: the file is empty | {"duration": 2,\n "sounds": {"a": "empty.wav"}}
 bad.json:2: sounds.b: cannot be decoded: no audio stream | {"duration": 2, "sounds": {"a": "SINE",\n  "b": "MEDIA/video_only.mp4"}}
+bad.json:1: sounds.d: the scene's sounds up to this one decode to about 2422 MiB, more than the 2048 MiB a scene may hold | {"duration": 2, "sounds": {"a": "hour.flac", "b": "hour.flac", "c": "hour.flac", "d": "hour.flac"}}
 bad.json:1: sounds.a: cannot be decoded: its decoder gives s16p samples, which the sound system does not take | {"duration": 2, "sounds": {"a": "alac16.m4a"}}
 bad.json:1: sounds.a: cannot be decoded: its decoder gives 64-bit dbl samples, which the sound system does not take on OpenAL Soft | {"duration": 2, "sounds": {"a": "MEDIA/pcm_f64_stereo.wav"}}
 END
