@@ -1,11 +1,11 @@
 // kep-host: a small host program for the sound plug-in.
 #include <cstdio>
 
-#include "host/CommandLine.h"
-#include "host/ConsoleOutput.h"
-#include "host/FfmpegLogRoute.h"
-#include "host/HostContext.h"
-#include "host/LimitedMessageSink.h"
+#include "host/commands/CommandLine.h"
+#include "host/cli/ConsoleOutput.h"
+#include "host/runtime/FfmpegLogRoute.h"
+#include "host/runtime/HostContext.h"
+#include "host/runtime/LimitedMessageSink.h"
 
 int main(int argc, char** argv) {
     PrepareStandardStreams();

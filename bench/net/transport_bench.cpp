@@ -21,9 +21,9 @@
 #include <fmt/format.h>
 
 #include "bench/support/BenchSystems.h"
-#include "host/ReplicationLink.h"
 #include "host/net/ReplicaFeed.h"
 #include "host/net/ReplicationClient.h"
+#include "host/net/ReplicationLink.h"
 #include "host/net/ReplicationServer.h"
 #include "host/net/SourceSettings.h"
 #include "kep/Messages.h"

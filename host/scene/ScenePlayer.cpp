@@ -5,8 +5,8 @@
 
 #include <fmt/format.h>
 
-#include "host/ConsoleOutput.h"
-#include "host/FrameClock.h"
+#include "host/runtime/FrameClock.h"
+#include "host/runtime/RunningSoundSystem.h"
 #include "host/scene/CameraPose.h"
 #include "host/scene/Keyframes.h"
 #include "kep/ISoundProperty.h"
@@ -41,17 +41,23 @@ ScenePlayer::~ScenePlayer() {
 bool ScenePlayer::Start() {
     camera_ = std::make_shared<kep::ScriptedCamera>();
     context_.plugins().AddPlugin(camera_, kCameraTag);
-    plugin_ = context_.StartSoundSystem("scene", options_.replicating);
-    sound_ = SoundSystemOf(plugin_);
-    inspector_ = kep::query<kep::ISoundInspector>(plugin_.get());
-    if (!sound_ || !inspector_ || !inspector_->IsDeviceOpen()) {
-        PrintError("kep-host: no audio device; {}.\n", kNoDeviceHint);
-        return false;
+    std::optional<RunningSoundSystem> system =
+        StartRunningSoundSystem(context_, "scene", options_.replicating);
+    if (!system) {
+        return Fail(kNoDeviceMessage);
     }
+    plugin_ = system->plugin;
+    sound_ = system->sound;
+    inspector_ = system->inspector;
     plugin_->GetPluginLocalProperty()->SetParameterText("HumanInputTag", kCameraTag);
     // After the start: the system applies "Volume" when it changes on an open device.
     plugin_->GetPluginProperty()->SetParameterText("Volume", fmt::format("{}", scene_.volume));
     return LoadSounds() && MakeObjects() && MakeSources();
+}
+
+bool ScenePlayer::Fail(std::string error) {
+    error_ = std::move(error);
+    return false;
 }
 
 bool ScenePlayer::LoadSounds() {
@@ -61,8 +67,7 @@ bool ScenePlayer::LoadSounds() {
             std::any_of(scene_.sources.begin(), scene_.sources.end(),
                         [&name](const SceneSource& source) { return source.sound == name; });
         if (sourceUsesIt && !sound_->CreateSound(name, file)) {
-            PrintError("kep-host: sound {} ({}) could not be loaded\n", name, file);
-            return false;
+            return Fail(fmt::format("kep-host: sound {} ({}) could not be loaded", name, file));
         }
     }
     return true;
@@ -74,16 +79,15 @@ bool ScenePlayer::MakeObjects() {
         kep::Property* property = entity->AddUserProperty("sound");
         auto* soundProperty = kep::query<kep::ISoundProperty>(property);
         if (!soundProperty) {
-            PrintError("kep-host: no plug-in offers the sound property\n");
-            return false;
+            return Fail("kep-host: no plug-in offers the sound property");
         }
         property->SetParameterText("Looping", object.looping ? "true" : "false");
         property->SetParameterText("Filename", scene_.sounds.at(object.sound));
         // After "Filename": the property hands its gain only to a source it has.
         property->SetParameterText("Gain", fmt::format("{}", object.gain));
         if (soundProperty->duration() == 0) {
-            PrintError("kep-host: the sound of object {} could not be loaded\n", object.name);
-            return false;
+            return Fail(
+                fmt::format("kep-host: the sound of object {} could not be loaded", object.name));
         }
     }
     return true;
@@ -100,16 +104,15 @@ bool ScenePlayer::MakeSources() {
         // says why the others are silent.
         const bool beyondLimit = !mounted && limit > 0 && inspector_->ListSources().size() > limit;
         if (!mounted && !beyondLimit) {
-            PrintError("kep-host: source {} could not be made\n", source.name);
-            return false;
+            return Fail(fmt::format("kep-host: source {} could not be made", source.name));
         }
         if (!mounted && !ranOut) {
-            PrintError(
+            warnings_.push_back(fmt::format(
                 "kep-host: the scene has {} sources, and the audio device makes at most {} "
                 "(ALC_MONO_SOURCES + ALC_STEREO_SOURCES): source {} and the {} after it stay "
-                "silent\n",
+                "silent",
                 scene_.sources.size(), limit, source.name,
-                scene_.sources.size() - sources_.size() - 1);
+                scene_.sources.size() - sources_.size() - 1));
             ranOut = true;
         }
         const osg::Vec3f& direction = source.direction;

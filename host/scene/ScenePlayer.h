@@ -3,9 +3,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
-#include "host/HostContext.h"
+#include "host/runtime/HostContext.h"
 #include "host/scene/Scene.h"
 #include "host/scene/SceneDataRoot.h"
 #include "host/scene/SceneTimeline.h"
@@ -37,8 +38,12 @@ public:
     ScenePlayer& operator=(const ScenePlayer&) = delete;
 
     // Starts the sound system and loads everything the scene needs; false, with
-    // the reason on standard error, if anything cannot be had.
+    // the reason in error(), if anything cannot be had.
     [[nodiscard]] bool Start();
+    const std::string& error() const { return error_; }
+    // What the scene will play otherwise than it says (sources beyond the
+    // device's limit), found by Start.
+    const std::vector<std::string>& warnings() const { return warnings_; }
     // Runs the scene's frames at its frame rate on the wall clock, from its start
     // to its end and for `extraSeconds` more, calling afterFrame with the scene
     // time after each. False if the user interrupted it (Ctrl-C).
@@ -61,6 +66,7 @@ private:
     };
 
     double TimeOf(int frame) const;
+    bool Fail(std::string error);
     bool LoadSounds();
     bool MakeObjects();
     bool MakeSources();
@@ -80,4 +86,6 @@ private:
     std::shared_ptr<kep::ScriptedCamera> camera_;
     std::vector<std::unique_ptr<kep::Entity>> objects_;
     std::vector<PlacedSource> sources_;
+    std::string error_;
+    std::vector<std::string> warnings_;
 };
