@@ -68,6 +68,14 @@ const LoadedLibrary* PluginManager::LoadLibrary(const std::filesystem::path& pat
         Error()("PluginManager: {} returned no library descriptor", path.string());
         return nullptr;
     }
+    // Built against other headers, its objects would not match this host's (or it
+    // brought a second libkepCore). It stays mapped, as its static initialisers may
+    // have registered with this host, but none of its items is ever used.
+    if (descriptor->abiVersion != kPluginAbiVersion) {
+        Error()("PluginManager: {} was built for plug-in ABI {}, this host has {}: not loaded",
+                path.string(), descriptor->abiVersion, kPluginAbiVersion);
+        return nullptr;
+    }
     std::lock_guard lock(mutex_);
     libraries_.push_back({path, descriptor});
     Debug()("PluginManager: loaded {} from {}", descriptor->name, path.string());

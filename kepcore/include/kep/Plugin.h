@@ -10,6 +10,7 @@
 #include "kep/Component.h"
 #include "kep/Entity.h"
 #include "kep/Property.h"
+#include "kep/Version.h"
 #include "uxs/guid.h"
 #include "uxs/io.h"
 
@@ -182,10 +183,13 @@ struct KEPCORE_API PluginLibraryItem {
     void applyFlagString(std::string_view flagString);
 };
 
-// What a plug-in library's GetLibraryContents returns.
+// What a plug-in library's GetLibraryContents returns. abiVersion comes last so
+// that name and items keep their places; a library gets the number of the headers
+// it is compiled with, and the host refuses one whose number differs from its own.
 struct PluginLibraryDescriptor {
     std::string_view name;
     PluginLibraryItem* items = nullptr;
+    std::uint32_t abiVersion = kPluginAbiVersion;
 };
 
 using GetLibraryContentsFn = PluginLibraryDescriptor* (*)();

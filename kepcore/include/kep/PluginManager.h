@@ -36,7 +36,8 @@ public:
     SubsystemId GetSubsystemId() const override { return SubsystemId::PluginManager; }
     std::shared_ptr<IUnknown> FindPlugin(util::type_id interfaceId, std::string_view tag) override;
 
-    // Opens a library and reads its descriptor; logs and returns null on failure.
+    // Opens a library and reads its descriptor; logs and returns null on failure,
+    // and for a library built for another plug-in ABI (kep/Version.h).
     const LoadedLibrary* LoadLibrary(const std::filesystem::path& path);
     // Opens every lib*.so of a folder, in name order; returns how many opened.
     int LoadLibrariesIn(const std::filesystem::path& folder);
