@@ -89,7 +89,7 @@ void SoundSystem::PlaceListenerAtCamera() {
 void SoundSystem::OnParametersChanged(std::span<const std::string> sortedNames) {
     if (Contains(sortedNames, "Volume")) {
         if (deviceOpen) {
-            alListenerf(AL_GAIN, static_cast<ALfloat>(std::atomic_ref(volume).load()));
+            alListenerf(AL_GAIN, static_cast<ALfloat>(volume.load()));
         }
         stateChanged.exchange(1);
     }

@@ -123,10 +123,10 @@ private:
     void PlaceListenerAtCamera();
 
     std::atomic<std::int64_t> stateChanged{0};
-    // Bound to parameters: the host stores them atomically, and they are read
-    // through std::atomic_ref, since any host thread may play a sound meanwhile.
-    double volume = 1.0;
-    bool playSoundOnServer = true;
+    // Bound to parameters: the host sets them while any host thread may play a
+    // sound or format them meanwhile.
+    std::atomic<double> volume{1.0};
+    std::atomic<bool> playSoundOnServer{true};
     CheckedMutex commandMutex;
     std::vector<std::shared_ptr<Command>> pendingCommands;
     bool batchPending = false;

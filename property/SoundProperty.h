@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <set>
@@ -45,11 +46,12 @@ private:
 
     std::string soundName;
     std::string fileName;
-    double gain = 1.0;
+    // Bound to parameters, which keep numbers and flags atomic.
+    std::atomic<double> gain{1.0};
     std::int32_t sourceId = -1;
-    bool looping = false;
-    bool playRequested = false;
-    bool stopRequested = false;
+    std::atomic<bool> looping{false};
+    std::atomic<bool> playRequested{false};
+    std::atomic<bool> stopRequested{false};
 };
 
 }  // namespace kep

@@ -165,7 +165,7 @@ void SoundSystem::PlaySound(std::int32_t sourceId, bool looping) {
         [&](Source& source) {
             source.SetLooping(looping);
             // A replicating instance may leave the playing to the others.
-            if (!replicating || std::atomic_ref(playSoundOnServer).load()) {
+            if (!replicating || playSoundOnServer.load()) {
                 source.StartPlayback();
             }
         },

@@ -2,6 +2,8 @@
 // texts, on the recording double.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "plugin/AlErrorReport.h"
 #include "plugin/AlEvents.h"
 #include "plugin/AudioDevice.h"
@@ -38,74 +40,66 @@ struct OpenCase {
     Strings lines;
 };
 
-void PrintTo(const OpenCase& row, std::ostream* out) {
-    *out << row.name;
-}
-
-class DeviceOpening : public testing::TestWithParam<OpenCase> {};
-
-TEST_P(DeviceOpening, MakesTheseCallsAndLogsTheseLines) {
-    aldouble::Reset();
-    GetParam().arrange();
-    MessageCapture capture;
-    AudioDevice holder;
-    EXPECT_EQ(OpenAudioDevice(holder), GetParam().opened);
-    EXPECT_EQ(aldouble::Calls(), GetParam().calls);
-    EXPECT_EQ(capture.lines(), GetParam().lines);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, DeviceOpening,
-    testing::Values(
-        OpenCase{"Default",
-                 [] {},
-                 true,
-                 Join({kOpening, kOpened, {"alIsExtensionPresent(AL_SOFT_events)"}}),
-                 {kOpenedLine, kCompletedLine}},
-        OpenCase{"FallbackToNull",
-                 [] { aldouble::FailOpenDevice("Double Device"); },
-                 true,
-                 Join({kOpening,
-                       {"alcOpenDevice(null)"},
-                       kOpened,
-                       {"alIsExtensionPresent(AL_SOFT_events)"}}),
-                 {kFallbackLine, kOpenedLine, kCompletedLine}},
-        OpenCase{"NoDevice",
-                 [] {
-                     aldouble::FailOpenDevice("Double Device");
-                     aldouble::FailOpenDevice("");
-                 },
-                 false,
-                 Join({kOpening, {"alcOpenDevice(null)"}}),
-                 {kFallbackLine, "[error] SoundSystem: can't open nullptr device"}},
-        OpenCase{"NoContext",
-                 [] { aldouble::FailCreateContext(); },
-                 false,
-                 Join({kOpening,
-                       {"alcCreateContext(device1, null)", "alcCloseDevice(device1)",
-                        "alGetError()", "alIsExtensionPresent(AL_SOFT_events)"}}),
-                 {kCompletedLine}},
+TEST(DeviceOpening, MakesTheseCallsAndLogsTheseLines) {
+    const OpenCase cases[] = {
+        {"Default",
+         [] {},
+         true,
+         Join({kOpening, kOpened, {"alIsExtensionPresent(AL_SOFT_events)"}}),
+         {kOpenedLine, kCompletedLine}},
+        {"FallbackToNull",
+         [] { aldouble::FailOpenDevice("Double Device"); },
+         true,
+         Join({kOpening,
+               {"alcOpenDevice(null)"},
+               kOpened,
+               {"alIsExtensionPresent(AL_SOFT_events)"}}),
+         {kFallbackLine, kOpenedLine, kCompletedLine}},
+        {"NoDevice",
+         [] {
+             aldouble::FailOpenDevice("Double Device");
+             aldouble::FailOpenDevice("");
+         },
+         false,
+         Join({kOpening, {"alcOpenDevice(null)"}}),
+         {kFallbackLine, "[error] SoundSystem: can't open nullptr device"}},
+        {"NoContext",
+         [] { aldouble::FailCreateContext(); },
+         false,
+         Join({kOpening,
+               {"alcCreateContext(device1, null)", "alcCloseDevice(device1)", "alGetError()",
+                "alIsExtensionPresent(AL_SOFT_events)"}}),
+         {kCompletedLine}},
         // The clean-up after an error closes what step by step was opened.
-        OpenCase{"AlErrorOnceCurrent",
-                 [] { aldouble::FailNextCall("alcMakeContextCurrent", AL_INVALID_OPERATION); },
-                 false,
-                 Join({kOpening,
-                       kOpened,
-                       {"alcMakeContextCurrent(null)", "alcDestroyContext(context1)",
-                        "alcCloseDevice(device1)"}}),
-                 {kOpenedLine, "[error] SoundSystem::OpenAL::Device init: Illegal call."}},
-        OpenCase{
-            "WithEvents",
-            [] { aldouble::SetExtensions({"AL_SOFT_events"}); },
-            true,
-            Join({kOpening,
-                  kOpened,
-                  {"alIsExtensionPresent(AL_SOFT_events)", "alGetProcAddress(alEventControlSOFT)",
-                   "alGetProcAddress(alEventCallbackSOFT)",
-                   "alEventControlSOFT(3, [0x19A4, 0x19A5, 0x19A6], 1)",
-                   "alEventCallbackSOFT(callback, ptr)"}}),
-            {kOpenedLine, kCompletedLine, "[debug] SoundSystem: Found AL_SOFT_events"}}),
-    [](const auto& info) { return std::string(info.param.name); });
+        {"AlErrorOnceCurrent",
+         [] { aldouble::FailNextCall("alcMakeContextCurrent", AL_INVALID_OPERATION); },
+         false,
+         Join({kOpening,
+               kOpened,
+               {"alcMakeContextCurrent(null)", "alcDestroyContext(context1)",
+                "alcCloseDevice(device1)"}}),
+         {kOpenedLine, "[error] SoundSystem::OpenAL::Device init: Illegal call."}},
+        {"WithEvents",
+         [] { aldouble::SetExtensions({"AL_SOFT_events"}); },
+         true,
+         Join({kOpening,
+               kOpened,
+               {"alIsExtensionPresent(AL_SOFT_events)", "alGetProcAddress(alEventControlSOFT)",
+                "alGetProcAddress(alEventCallbackSOFT)",
+                "alEventControlSOFT(3, [0x19A4, 0x19A5, 0x19A6], 1)",
+                "alEventCallbackSOFT(callback, ptr)"}}),
+         {kOpenedLine, kCompletedLine, "[debug] SoundSystem: Found AL_SOFT_events"}}};
+    for (const OpenCase& row : cases) {
+        SCOPED_TRACE(row.name);
+        aldouble::Reset();
+        row.arrange();
+        MessageCapture capture;
+        AudioDevice holder;
+        EXPECT_EQ(OpenAudioDevice(holder), row.opened);
+        EXPECT_EQ(aldouble::Calls(), row.calls);
+        EXPECT_EQ(capture.lines(), row.lines);
+    }
+}
 
 TEST(DeviceShutdown, UnsubscribesThenReleasesContextAndDevice) {
     aldouble::Reset();
@@ -124,41 +118,43 @@ TEST(DeviceShutdown, UnsubscribesThenReleasesContextAndDevice) {
     EXPECT_FALSE(aldouble::FireEvent(AL_EVENT_TYPE_DISCONNECTED_SOFT, 0, 0, "", 0));
 }
 
+// Each event is four debug lines: a header, its type, its fields (exactly
+// `length` characters of the message), a footer.
 TEST(DeviceEvents, AreLoggedAtDebugLevel) {
     aldouble::Reset();
     aldouble::SetExtensions({"AL_SOFT_events"});
     AudioDevice holder;
     ASSERT_TRUE(OpenAudioDevice(holder));
-    MessageCapture capture;
-    ASSERT_TRUE(aldouble::FireEvent(AL_EVENT_TYPE_SOURCE_STATE_CHANGED_SOFT, 3, 4, "abc", 3));
-    aldouble::FireEvent(AL_EVENT_TYPE_BUFFER_COMPLETED_SOFT, 0, 0, "", 0);
-    aldouble::FireEvent(AL_EVENT_TYPE_DISCONNECTED_SOFT, 0, 0, "", 0);
-    // Decimal digits behind "0x", and exactly `length` characters of the message.
-    aldouble::FireEvent(7, 1, 2, "abc", 2);
-    EXPECT_EQ(capture.lines(kep::MessageLevel::Debug),
-              (Strings{"---- AL Event ----", "Event: Source state changed",
-                       "Object ID: 3; Parameter: 4; Message: abc", "----", "---- AL Event ----",
-                       "Event: Buffer completed", "Object ID: 0; Parameter: 0; Message: ", "----",
-                       "---- AL Event ----", "Event: Disconnected",
-                       "Object ID: 0; Parameter: 0; Message: ", "----", "---- AL Event ----",
-                       "Event: 0x0000000007", "Object ID: 1; Parameter: 2; Message: ab", "----"}));
+    const std::string fields = "Object ID: 3; Parameter: 4; Message: ", abc = fields + "abc";
+    const std::tuple<ALenum, ALsizei, Strings> rows[] = {
+        {AL_EVENT_TYPE_SOURCE_STATE_CHANGED_SOFT, 3, {"Event: Source state changed", abc}},
+        {AL_EVENT_TYPE_BUFFER_COMPLETED_SOFT, 0, {"Event: Buffer completed", fields}},
+        {AL_EVENT_TYPE_DISCONNECTED_SOFT, 3, {"Event: Disconnected", abc}},
+        {7, 2, {"Event: 0x0000000007", fields + "ab"}}};  // decimal digits behind "0x"
+    for (const auto& [type, length, lines] : rows) {
+        MessageCapture capture;
+        EXPECT_TRUE(aldouble::FireEvent(type, 3, 4, "abc", length));
+        EXPECT_EQ(capture.lines(kep::MessageLevel::Debug),
+                  Join({{"---- AL Event ----"}, lines, {"----"}}));
+    }
     ShutdownAudioDevice(holder);
 }
 
 TEST(AlErrorReport, WritesTheLabelAndTheTextOfEachCode) {
-    MessageCapture capture;
-    for (ALenum code : {AL_NO_ERROR, AL_INVALID_NAME, AL_INVALID_ENUM, AL_INVALID_VALUE,
-                        AL_INVALID_OPERATION, AL_OUT_OF_MEMORY, 0xA006}) {
+    const std::pair<ALenum, const char*> rows[] = {
+        {AL_NO_ERROR, "No error"},
+        {AL_INVALID_NAME, "Invalid Name parameter passed to AL call."},
+        {AL_INVALID_ENUM, "Invalid enum. Invalid parameter passed to AL call"},
+        {AL_INVALID_VALUE, "Invalid enum parameter value."},
+        {AL_INVALID_OPERATION, "Illegal call."},
+        {AL_OUT_OF_MEMORY, "Out of memory."},
+        {0xA006, "Unknown error."}};
+    for (const auto& [code, text] : rows) {
+        MessageCapture capture;
         ReportAlError("X", code);
+        EXPECT_EQ(capture.lines(kep::MessageLevel::Error),
+                  Strings{std::string("SoundSystem::OpenAL::X: ") + text});
     }
-    EXPECT_EQ(
-        capture.lines(kep::MessageLevel::Error),
-        (Strings{"SoundSystem::OpenAL::X: No error",
-                 "SoundSystem::OpenAL::X: Invalid Name parameter passed to AL call.",
-                 "SoundSystem::OpenAL::X: Invalid enum. Invalid parameter passed to AL call",
-                 "SoundSystem::OpenAL::X: Invalid enum parameter value.",
-                 "SoundSystem::OpenAL::X: Illegal call.", "SoundSystem::OpenAL::X: Out of memory.",
-                 "SoundSystem::OpenAL::X: Unknown error."}));
 }
 
 TEST(SoundSystemLifecycle, OpensOnceAndClosesOnceOrNeverAfterAFailedStart) {

@@ -22,7 +22,7 @@ protected:
     }
 
     SoundSystem& Add(bool replicating, const char* tag = "camera") {
-        SoundSystem& system = host.Add("sound", replicating);
+        SoundSystem& system = host.Add(std::string("sound for ") + tag, replicating);
         host.Set(system, "HumanInputTag", tag, true);
         aldouble::ClearCalls();
         return system;
@@ -50,19 +50,14 @@ TEST_F(FrameUpdate, WithNothingArrivedMakesNoCallEvenIfTheCameraMoved) {
     EXPECT_EQ(aldouble::Calls(), Strings{});
 }
 
-TEST_F(FrameUpdate, OnAReplicatingInstanceAppliesButLeavesTheListener) {
-    SoundSystem& system = Add(true);
-    ReadFrame(system, kCreateSource40);
-    system.Update();
-    EXPECT_TRUE(system.HasSource(40));
-    EXPECT_EQ(aldouble::CallsTo({"alListener"}), Strings{});
-}
-
-TEST_F(FrameUpdate, WithAnUnknownCameraTagLeavesTheListener) {
-    SoundSystem& system = Add(false, "nobody");
-    ReadFrame(system, kCreateSource40);
-    system.Update();
-    EXPECT_EQ(aldouble::CallsTo({"alListener"}), Strings{});
+TEST_F(FrameUpdate, LeavesTheListenerOnAReplicatingInstanceOrWithoutItsCamera) {
+    for (const auto& [replicating, tag] : {std::pair{true, "camera"}, std::pair{false, "nobody"}}) {
+        SoundSystem& system = Add(replicating, tag);
+        ReadFrame(system, kCreateSource40);
+        system.Update();
+        EXPECT_TRUE(system.HasSource(40));
+        EXPECT_EQ(aldouble::CallsTo({"alListener"}), Strings{});
+    }
 }
 
 TEST_F(FrameUpdate, WithTheDeviceClosedDropsWhatArrived) {

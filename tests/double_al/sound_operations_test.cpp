@@ -17,7 +17,10 @@ using kep::MessageLevel;
 
 class SoundOperations : public testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override { Fresh(); }
+    // A new host on a reset double, for each row of a table.
+    void Fresh() {
+        host.reset();
         aldouble::Reset();
         host = std::make_unique<SoundSystemHarness>();
     }
@@ -28,47 +31,38 @@ protected:
     const std::string sine = MediaPath("sine_mono_2s.wav");
 };
 
-// Three sources (OpenAL names 1 to 3, ids ascending) and one sound, then one of
+// Three sources (OpenAL names 1 to 3, ids ascending) and one sound, then each of
 // the three ways of clearing them.
-enum class Clearing { DeleteAll, Stop, Destroy };
-
-class SourceClearing : public SoundOperations, public testing::WithParamInterface<Clearing> {};
-
-TEST_P(SourceClearing, GoesInAscendingIdOrderThenDeletesTheBuffers) {
-    // A system that is never started still owns the sources it made.
-    SoundSystem& system = host->Add("sound", false, GetParam() != Clearing::Destroy);
-    if (GetParam() != Clearing::Destroy) {
-        ASSERT_TRUE(system.CreateSound("a", sine));
-    }
-    for (int i = 0; i < 3; ++i) {
-        system.CreateSource(osg::Vec3f(0, 0, 0), false);
-    }
-    aldouble::ClearCalls();
-    switch (GetParam()) {
-        case Clearing::DeleteAll:
+TEST_F(SoundOperations, ClearingGoesInAscendingIdOrderThenDeletesTheBuffers) {
+    for (const std::string_view way : {"DeleteAll", "Stop", "Destroy"}) {
+        SCOPED_TRACE(way);
+        Fresh();
+        // A system that is never started still owns the sources it made.
+        SoundSystem& system = host->Add("sound", false, way != "Destroy");
+        if (way != "Destroy") {
+            ASSERT_TRUE(system.CreateSound("a", sine));
+        }
+        for (int i = 0; i < 3; ++i) {
+            system.CreateSource(osg::Vec3f(0, 0, 0), false);
+        }
+        aldouble::ClearCalls();
+        if (way == "DeleteAll") {
             system.DeleteSourcesAndSounds();
-            break;
-        case Clearing::Stop:
+        } else if (way == "Stop") {
             host->manager->Stop(system);
-            break;
-        case Clearing::Destroy:
+        } else {
             host.reset();
-            break;
+        }
+        Strings expected = {"alSourceStop(1)", "alDeleteSources(1, [1])",
+                            "alSourceStop(2)", "alDeleteSources(1, [2])",
+                            "alSourceStop(3)", "alDeleteSources(1, [3])"};
+        if (way != "Destroy") {
+            expected.push_back("alDeleteBuffers(1, [1])");
+        }
+        EXPECT_EQ(aldouble::CallsTo({"alSourceStop", "alDeleteSources", "alDeleteBuffers"}),
+                  expected);
     }
-    Strings expected = {"alSourceStop(1)", "alDeleteSources(1, [1])",
-                        "alSourceStop(2)", "alDeleteSources(1, [2])",
-                        "alSourceStop(3)", "alDeleteSources(1, [3])"};
-    if (GetParam() != Clearing::Destroy) {
-        expected.push_back("alDeleteBuffers(1, [1])");
-    }
-    EXPECT_EQ(aldouble::CallsTo({"alSourceStop", "alDeleteSources", "alDeleteBuffers"}), expected);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Ways, SourceClearing, testing::Values(Clearing::DeleteAll, Clearing::Stop, Clearing::Destroy),
-    [](const auto& info) {
-        return std::string(info.index == 0 ? "DeleteAll" : info.index == 1 ? "Stop" : "Destroy");
-    });
 
 struct ErrorCase {
     const char* name;
@@ -77,55 +71,47 @@ struct ErrorCase {
     const char* word;
 };
 
-void PrintTo(const ErrorCase& row, std::ostream* out) {
-    *out << row.name;
-}
-
-class ReportedErrors : public SoundOperations, public testing::WithParamInterface<ErrorCase> {};
-
-TEST_P(ReportedErrors, NameTheOperation) {
-    SoundSystem& system = Started();
-    ASSERT_TRUE(system.CreateSound("a", sine));
-    const std::int32_t source = system.CreateSource(osg::Vec3f(0, 0, 0), false);
-    aldouble::FailNextCall(GetParam().failingCall, AL_INVALID_NAME);
-    MessageCapture capture;
-    GetParam().operation(system, source);
-    EXPECT_EQ(capture.lines(MessageLevel::Error),
-              Strings{fmt::format("SoundSystem::OpenAL::{}: Invalid Name parameter passed to AL "
-                                  "call.",
-                                  GetParam().word)});
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Operations, ReportedErrors,
-    testing::Values(
-        ErrorCase{"Play", "alSourcePlay", [](SoundSystem& s, int id) { s.PlaySound(id, false); },
-                  "play"},
-        ErrorCase{"Looping", "alSourcei", [](SoundSystem& s, int id) { s.SetLooping(id, true); },
-                  "play"},
-        ErrorCase{"Cone", "alSourcef", [](SoundSystem& s, int id) { s.SetSpingCone(id, 90, 0.5f); },
-                  "set sound cone parameters"},
-        ErrorCase{"Mount", "alSourcei",
-                  [](SoundSystem& s, int id) { EXPECT_FALSE(s.MountSound(id, "a")); }, "set sound"},
+TEST_F(SoundOperations, ReportedErrorsNameTheOperation) {
+    const ErrorCase cases[] = {
+        {"Play", "alSourcePlay", [](SoundSystem& s, int id) { s.PlaySound(id, false); }, "play"},
+        {"Looping", "alSourcei", [](SoundSystem& s, int id) { s.SetLooping(id, true); }, "play"},
+        {"Cone", "alSourcef", [](SoundSystem& s, int id) { s.SetSpingCone(id, 90, 0.5f); },
+         "set sound cone parameters"},
+        {"Mount", "alSourcei", [](SoundSystem& s, int id) { EXPECT_FALSE(s.MountSound(id, "a")); },
+         "set sound"},
         // A snapshot reads the state first, whose failure the mount query clears.
-        ErrorCase{"MountedName", "alGetSourcei",
-                  [](SoundSystem& s, int) {
-                      aldouble::FailNextCall("alGetSourcei", AL_INVALID_NAME);
-                      WriteFrame(s, true);
-                  },
-                  "unmount sound"},
-        ErrorCase{"ConeQuery", "alGetSourcef", [](SoundSystem& s, int) { WriteFrame(s, true); },
-                  "get sound cone parameters"},
-        ErrorCase{"DeleteSound", "alDeleteBuffers", [](SoundSystem& s, int) { s.DeleteSound("a"); },
-                  "Delete buffer"},
+        {"MountedName", "alGetSourcei",
+         [](SoundSystem& s, int) {
+             aldouble::FailNextCall("alGetSourcei", AL_INVALID_NAME);
+             WriteFrame(s, true);
+         },
+         "unmount sound"},
+        {"ConeQuery", "alGetSourcef", [](SoundSystem& s, int) { WriteFrame(s, true); },
+         "get sound cone parameters"},
+        {"DeleteSound", "alDeleteBuffers", [](SoundSystem& s, int) { s.DeleteSound("a"); },
+         "Delete buffer"},
         // A refused upload takes the name's earlier entries with it.
-        ErrorCase{"Upload", "alBufferData",
-                  [](SoundSystem& s, int) {
-                      EXPECT_FALSE(s.CreateSound("a", MediaPath("sine_mono_2s.wav")));
-                      EXPECT_FALSE(s.HasSound("a"));
-                  },
-                  "Put sound into buffer"}),
-    [](const auto& info) { return std::string(info.param.name); });
+        {"Upload", "alBufferData",
+         [](SoundSystem& s, int) {
+             EXPECT_FALSE(s.CreateSound("a", MediaPath("sine_mono_2s.wav")));
+             EXPECT_FALSE(s.HasSound("a"));
+         },
+         "Put sound into buffer"}};
+    for (const ErrorCase& row : cases) {
+        SCOPED_TRACE(row.name);
+        Fresh();
+        SoundSystem& system = Started();
+        ASSERT_TRUE(system.CreateSound("a", sine));
+        const std::int32_t source = system.CreateSource(osg::Vec3f(0, 0, 0), false);
+        aldouble::FailNextCall(row.failingCall, AL_INVALID_NAME);
+        MessageCapture capture;
+        row.operation(system, source);
+        EXPECT_EQ(
+            capture.lines(MessageLevel::Error),
+            Strings{fmt::format(
+                "SoundSystem::OpenAL::{}: Invalid Name parameter passed to AL call.", row.word)});
+    }
+}
 
 TEST_F(SoundOperations, AFailedPlayStillCountsAsStarted) {
     SoundSystem& system = Started();
@@ -139,7 +125,7 @@ TEST_F(SoundOperations, AFailedPlayStillCountsAsStarted) {
               (Strings{"alSourceStop(1)", "alSourceStop(1)", "alDeleteSources(1, [1])"}));
 }
 
-TEST_F(SoundOperations, AFailedBufferGenerationCountsAsLoadedButRegistersNothing) {
+TEST_F(SoundOperations, AFailedBufferAllocationIsReportedAsALoadKeptOnPurpose) {
     SoundSystem& system = Started();
     aldouble::FailNextCall("alGenBuffers", AL_OUT_OF_MEMORY);
     MessageCapture capture;
@@ -148,7 +134,7 @@ TEST_F(SoundOperations, AFailedBufferGenerationCountsAsLoadedButRegistersNothing
     EXPECT_EQ(capture.lines(MessageLevel::Error), Strings{});
 }
 
-TEST_F(SoundOperations, ASecondLoadUnderOneNameKeepsTheFirstBuffer) {
+TEST_F(SoundOperations, ASecondLoadUnderOneNameKeepsTheFirstBufferOnPurpose) {
     SoundSystem& system = Started();
     ASSERT_TRUE(system.CreateSound("a", sine));
     ASSERT_TRUE(system.CreateSound("a", sine));
@@ -159,7 +145,7 @@ TEST_F(SoundOperations, ASecondLoadUnderOneNameKeepsTheFirstBuffer) {
                        "alBufferData(2, 0x1101, 176448, 44100)", "alSourcei(1, 0x1009, 1)"}));
 }
 
-TEST_F(SoundOperations, DeletingAnUnknownNameDeletesBufferZeroAndAnEmptyNameNothing) {
+TEST_F(SoundOperations, DeletingAnUnknownNameDeletesBufferZeroAndAnEmptyNameNothingOnPurpose) {
     SoundSystem& system = Started();
     aldouble::ClearCalls();
     MessageCapture capture;
@@ -170,22 +156,20 @@ TEST_F(SoundOperations, DeletingAnUnknownNameDeletesBufferZeroAndAnEmptyNameNoth
     EXPECT_EQ(capture.lines(), Strings{});
 }
 
-class PlayOnServerOff : public SoundOperations, public testing::WithParamInterface<bool> {};
-
-TEST_P(PlayOnServerOff, SilencesOnlyAReplicatingInstanceWhichStillRecords) {
-    const bool replicating = GetParam();
-    SoundSystem& system = Started(replicating);
-    host->Set(system, "PlaySoundOnServer", "false");
-    NextSourceId() = 0;
-    system.PlaySound(system.CreateSource(osg::Vec3f(0, 0, 0), false), true);
-    EXPECT_EQ(aldouble::CallsTo({"alSourcePlay"}).size(), replicating ? 0u : 1u);
-    EXPECT_EQ(Hex(WriteFrame(system)),
-              replicating ? "00 02 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 00 00 00 00 00 "
-                            "00 00 00 00 03 00 00 00 01 00 00 00 01"
-                          : "00 00 00 00 00");
+TEST_F(SoundOperations, PlayOnServerOffSilencesOnlyAReplicatingInstanceWhichStillRecords) {
+    for (const bool replicating : {false, true}) {
+        Fresh();
+        SoundSystem& system = Started(replicating);
+        host->Set(system, "PlaySoundOnServer", "false");
+        NextSourceId() = 0;
+        system.PlaySound(system.CreateSource(osg::Vec3f(0, 0, 0), false), true);
+        EXPECT_EQ(aldouble::CallsTo({"alSourcePlay"}).size(), replicating ? 0u : 1u);
+        EXPECT_EQ(Hex(WriteFrame(system)),
+                  replicating ? "00 02 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 00 00 00 00 "
+                                "00 00 00 00 00 03 00 00 00 01 00 00 00 01"
+                              : "00 00 00 00 00");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Replicating, PlayOnServerOff, testing::Bool());
 
 // Before the device is open only what needs no device acts: sources are made,
 // sounds deleted, and both recorded; everything else does nothing.

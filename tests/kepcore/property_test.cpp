@@ -1,4 +1,7 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <thread>
 
 #include "kep/Property.h"
 
@@ -74,16 +77,36 @@ public:
             FindParameter("Play")->notify(kep::NotifyFlags::All);
         }
     }
-    bool play = false;
+    std::atomic<bool> play{false};
     std::vector<std::vector<std::string>> rounds;
 };
 
 TEST(PropertyChanges, NotificationsDuringDeliveryComeInTheNextRound) {
     OneShotProperty property;
     EXPECT_TRUE(kep::SetParameter(property, "Play", true));
-    EXPECT_FALSE(property.play);
+    EXPECT_FALSE(property.play.load());
     ASSERT_EQ(property.rounds.size(), 2u);
     EXPECT_EQ(property.rounds[1], (std::vector<std::string>{"Play"}));
+}
+
+// The host sets a bound number on one thread while another formats it: every
+// text is a whole value that was set, and the thread sanitizer build sees no race.
+TEST(Parameters, SetOnOneThreadAreFormattedWholeOnAnother) {
+    kep::Property property;
+    std::atomic<double> volume{1.0};
+    Create<double>(property, "Volume")->bind(&volume);
+    std::thread host([&] {
+        for (int round = 0; round < 20000; ++round) {
+            property.SetParameterText("Volume", round % 2 ? "0.25" : "0.5");
+        }
+    });
+    std::set<std::string> texts;
+    for (int read = 0; read < 20000; ++read) {
+        texts.insert(property.GetParameterText("Volume"));
+    }
+    host.join();
+    EXPECT_THAT(texts, testing::Each(testing::AnyOf("1", "0.5", "0.25")));
+    EXPECT_EQ(kep::GetParameter<double>(property, "Volume"), 0.25);
 }
 
 }  // namespace

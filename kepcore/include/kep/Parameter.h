@@ -73,16 +73,22 @@ KEPCORE_API bool ParseValue(std::string_view text, bool& value);
 KEPCORE_API bool ParseValue(std::string_view text, double& value);
 }  // namespace detail
 
-// The typed side of a parameter. Once bound, the value lives in the caller's
-// member. A bool or double is stored with an atomic store, so its owner may read
-// it from any thread through std::atomic_ref while the host sets it.
+// Where a parameter keeps its value: a std::atomic<T> for the trivially copyable
+// types, which other threads may read or set while the host formats or sets them;
+// the value itself for the others (text), which only the host's thread touches.
+template <class T>
+using ParameterStorage = std::conditional_t<std::is_trivially_copyable_v<T>, std::atomic<T>, T>;
+
+// The typed side of a parameter. Values are handed out by value, so formatting
+// one never reads storage another thread is writing.
 template <class T>
 class IParameterValue : public IUnknown {
 public:
-    virtual const T& get() const = 0;
+    virtual T get() const = 0;
     // Stores the value and notifies the owner of a change.
     virtual void set(const T& value) = 0;
-    virtual void bind(T* storage) = 0;
+    // From now on the value lives in the caller's storage (null: the parameter's own).
+    virtual void bind(ParameterStorage<T>* storage) = 0;
 };
 
 template <class T>
@@ -109,20 +115,16 @@ public:
         return true;
     }
 
-    const T& get() const override { return *storage_; }
+    T get() const override { return *storage_; }
     void set(const T& value) override {
-        if constexpr (std::is_arithmetic_v<T>) {
-            std::atomic_ref<T>(*storage_).store(value);
-        } else {
-            *storage_ = value;
-        }
+        *storage_ = value;
         notify(NotifyFlags::All);
     }
-    void bind(T* storage) override { storage_ = storage ? storage : &own_; }
+    void bind(ParameterStorage<T>* storage) override { storage_ = storage ? storage : &own_; }
 
 private:
-    T own_{};
-    T* storage_ = &own_;
+    ParameterStorage<T> own_{};
+    ParameterStorage<T>* storage_ = &own_;
 };
 
 extern template class KEPCORE_API ParameterTyped<std::string>;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -93,10 +94,11 @@ bool SetParameter(Property& property, std::string_view name, const T& value) {
     return true;
 }
 
+// The value of a typed parameter; empty if there is none of that name and type.
 template <class T>
-const T* GetParameter(const Property& property, std::string_view name) {
+std::optional<T> GetParameter(const Property& property, std::string_view name) {
     auto* typed = query<IParameterValue<T>>(property.FindParameter(name));
-    return typed ? &typed->get() : nullptr;
+    return typed ? std::optional<T>(typed->get()) : std::nullopt;
 }
 
 }  // namespace kep
