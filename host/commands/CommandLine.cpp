@@ -43,8 +43,8 @@ std::string Wrapped(const std::string& text) {
 CLI::App* AddCommand(CLI::App& app, const std::string& name, const std::string& summary,
                      const std::string& details) {
     CLI::App* command = app.add_subcommand(name, summary);
-    command->footer(details.empty() ? app.get_footer()
-                                    : "\n" + Wrapped(details) + "\n" + app.get_footer());
+    // The units and exit codes are said once, in kep-host --help.
+    command->footer(details.empty() ? std::string() : "\n" + Wrapped(details));
     return command;
 }
 
@@ -82,7 +82,7 @@ CommandLine ParseCommandLine(int argc, char** argv) {
     }
 
     if (argc <= 1) {
-        PrintError("{}", app.help());
+        PrintError("kep-host: a command is needed\n\n{}", app.help());
         result.exitStatus = kExitUsage;
         return result;
     }

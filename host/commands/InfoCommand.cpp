@@ -1,15 +1,19 @@
 // kep-host info FILE...: decodes each file into the sound system and prints one
 // line describing the sound it makes, or that it was not found or failed (the
 // log says why).
+#include <cstdlib>
 #include <string>
 
 #include "host/cli/ConsoleOutput.h"
 #include "host/commands/Commands.h"
+#include "host/render/LoopbackDevice.h"
 #include "host/runtime/HostContext.h"
 #include "host/runtime/OpenAlFormatName.h"
+#include "host/runtime/SoundLength.h"
 #include "kep/DataManager.h"
 #include "kep/ISoundInspector.h"
 #include "kep/ISoundSystem.h"
+#include "kep/Messages.h"
 
 namespace {
 
@@ -19,17 +23,6 @@ std::string FormatText(std::uint32_t alFormat) {
     const std::optional<OpenAlFormatName> name = NameOfOpenAlFormat(alFormat);
     return name ? fmt::format("{} ({})", name->description, name->enumerator)
                 : fmt::format("format {:#x}", alFormat);
-}
-
-// The length of the PCM in the buffer, padding included: what a looping source
-// plays before it starts again. The sound system's own duration is whole seconds
-// rounded up, which says 1 s for a quarter of a second.
-double BufferSeconds(const kep::SoundDescription& description) {
-    const std::uint32_t frameBytes = description.channels * description.bits / 8;
-    if (frameBytes == 0 || description.sampleRate == 0) {
-        return 0;
-    }
-    return static_cast<double>(description.byteSize / frameBytes) / description.sampleRate;
 }
 
 // ", of which 28 samples padding", or nothing when the decoder added none.
@@ -44,6 +37,14 @@ std::string PaddingText(std::uint32_t paddingFrames) {
 int RunInfo(HostContext& context, const std::vector<std::string>& args) {
     if (!context.LoadPlugins()) {
         return kExitFailed;
+    }
+    // info plays nothing: a loopback device serves, and needs no sound card (nor
+    // any audio system probed for it).
+    setenv("ALSOFT_DRIVERS", "null", 1);
+    std::string error;
+    const auto device = LoopbackDevice::Arm({}, error);
+    if (device) {
+        kep::Info()("kep-host: info decodes on OpenAL Soft's loopback device and plays nothing");
     }
     std::shared_ptr<kep::IBasePlugin> plugin = context.StartSoundSystem("info", false);
     std::shared_ptr<kep::ISoundSystem> soundSystem = SoundSystemOf(plugin);

@@ -11,6 +11,8 @@
 #include "host/runtime/FrameClock.h"
 #include "host/runtime/HostContext.h"
 #include "host/runtime/RunningSoundSystem.h"
+#include "host/runtime/SoundLength.h"
+#include "kep/DataManager.h"
 #include "kep/Entity.h"
 #include "kep/ISoundInspector.h"
 #include "kep/ISoundProperty.h"
@@ -30,6 +32,11 @@ struct PlayOptions {
 };
 
 int RunPlay(HostContext& context, const PlayOptions* options) {
+    // Before any device opens: the file is looked up as the sound property will.
+    if (kep::GetDataManager()->GetFilePath(options->file).empty()) {
+        PrintError("kep-host: {}: not found\n", options->file);
+        return kExitFailed;
+    }
     if (!context.LoadPlugins()) {
         return kExitFailed;
     }
@@ -67,7 +74,13 @@ int RunPlay(HostContext& context, const PlayOptions* options) {
     }
     const std::int32_t sourceId = sources.front();
     sound->SetPosition(sourceId, options->at);
-    Print("Playing {} ({} s) at {},{},{}{}\n", options->file, duration, options->at.x(),
+    kep::SoundDescription description;
+    const std::vector<std::string> sounds = inspector->ListSounds();
+    const double seconds =
+        sounds.size() == 1 && inspector->DescribeSound(sounds.front(), description)
+            ? BufferSeconds(description)
+            : duration;
+    Print("Playing {} ({:.3f} s) at {},{},{}{}\n", options->file, seconds, options->at.x(),
           options->at.y(), options->at.z(), options->loop ? ", looping" : "");
     std::fflush(stdout);
 

@@ -10,11 +10,17 @@ trap 'rm -rf "$out"' EXIT
 "$host" --help >"$out/help"
 grep -q '^  render  *Render what a scene' "$out/help"
 grep -q 'in metres: right-handed, +X to the right, +Y up and -Z' "$out/help"
+grep -q '^Exit status: 0 done, 1 failed, 2 usage error, 130 interrupted' "$out/help"
+# The units and exit codes once, in the main help, not on every command's page.
 for command in doctor info play replay-demo run render serve join keygen; do
     "$host" "$command" --help >"$out/help"
     grep -q "^Usage: kep-host $command " "$out/help"
-    grep -q '^Exit status: 0 done, 1 failed, 2 usage error, 130 interrupted' "$out/help"
+    ! grep -q '^Exit status:' "$out/help"
 done
+# No command: said, with the help.
+status=0
+"$host" 2>"$out/stderr" >/dev/null || status=$?
+[ "$status" -eq 2 ] && [ "$(head -n 1 "$out/stderr")" = "kep-host: a command is needed" ]
 "$host" --version | grep -qx 'kep-host [0-9.]*'
 
 # --opt=value, and the shared options after the command's name.

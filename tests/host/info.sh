@@ -6,7 +6,8 @@
 set -eEuo pipefail
 trap 'echo "FAILED at line $LINENO: $BASH_COMMAND" >&2' ERR
 host=$1 plugins=$2 media=${KEP_TEST_MEDIA:?}
-export ALSOFT_DRIVERS=null
+# info plays nothing: it needs no sound card, nor ALSOFT_DRIVERS=null.
+unset ALSOFT_DRIVERS
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 
