@@ -63,14 +63,20 @@ CommandLine ParseCommandLine(int argc, char** argv) {
                    "where the plug-in libraries are (default: lib/kep/plugins beside an installed "
                    "kep-host, else the build's plugins folder)")
         ->type_name("DIR");
-    app.add_option_function<std::string>(
-           "--log-level",
-           [&](const std::string& level) {
-               kep::ParseMessageLevel(level, result.options.logLevel);
-           },
-           "the least severe log lines shown (default: info)")
-        ->type_name("LEVEL")
-        ->check(CLI::IsMember({"error", "warning", "info", "debug"}));
+    CLI::Option* logLevel =
+        app.add_option_function<std::string>(
+               "--log-level",
+               [&](const std::string& level) {
+                   kep::ParseMessageLevel(level, result.options.logLevel);
+               },
+               "the least severe log lines shown (default: warning; it wins over -v)")
+            ->type_name("LEVEL")
+            ->check(CLI::IsMember({"error", "warning", "info", "debug"}));
+    int verbosity = 0;
+    CLI::Option* verbose = app.add_flag(
+        "-v,--verbose", verbosity,
+        "more log lines: -v adds the info lines (what was opened and loaded), -vv the debug "
+        "lines");
 
     std::vector<std::pair<CLI::App*, CommandRun>> commands;
     for (auto add : {&AddDoctorCommand, &AddInfoCommand, &AddPlayCommand, &AddReplayDemoCommand,
@@ -97,6 +103,10 @@ CommandLine ParseCommandLine(int argc, char** argv) {
                             : StandardOutputWritten() ? kExitDone
                                                       : kExitFailed;
         return result;
+    }
+    if (verbose->count() > 0 && logLevel->count() == 0) {
+        result.options.logLevel =
+            verbosity >= 2 ? kep::MessageLevel::Debug : kep::MessageLevel::Info;
     }
     for (const auto& [command, run] : commands) {
         if (command->parsed()) {

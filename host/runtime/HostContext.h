@@ -5,27 +5,28 @@
 #include <span>
 #include <string>
 
+#include "kep/EmbeddedHost.h"
 #include "kep/ISoundSystem.h"
 #include "kep/Messages.h"
 #include "kep/Plugin.h"
 #include "kep/PluginManager.h"
 
 // What every kep-host command works with: the options common to all commands and
-// the plug-in manager (installed as subsystem 0) with the plug-in libraries loaded.
+// kepcore's embedded host (the plug-in manager, installed as subsystem 0, with
+// the plug-in libraries loaded), whose log lines begin "kep-host:".
 class HostContext {
 public:
     struct Options {
         std::filesystem::path pluginDir;
-        kep::MessageLevel logLevel = kep::MessageLevel::Info;
+        kep::MessageLevel logLevel = kep::MessageLevel::Warning;
     };
 
-    explicit HostContext(Options options);
-    ~HostContext();  // stops and releases every plug-in
+    explicit HostContext(Options options);  // stops and releases every plug-in when it goes
     HostContext(const HostContext&) = delete;
     HostContext& operator=(const HostContext&) = delete;
 
     const Options& options() const { return options_; }
-    kep::PluginManager& plugins() { return *manager_; }
+    kep::PluginManager& plugins() { return host_.plugins(); }
     // Loads the plug-in libraries of the plug-in folder; false (logged) if none loaded.
     bool LoadPlugins();
 
@@ -41,7 +42,7 @@ public:
 
 private:
     Options options_;
-    std::shared_ptr<kep::PluginManager> manager_;
+    kep::EmbeddedHost host_;
 };
 
 // What to do without an audio device, for the commands that need one.

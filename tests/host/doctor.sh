@@ -7,7 +7,7 @@ host=$1 plugins=$2
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 
-ALSOFT_DRIVERS=null "$host" --plugins "$plugins" doctor >"$out/stdout" 2>"$out/stderr"
+ALSOFT_DRIVERS=null "$host" --plugins "$plugins" -v doctor >"$out/stdout" 2>"$out/stderr"
 grep -q '^Library kepSoundPlugins ' "$out/stdout"
 grep -q '^  Item SoundSystem: guid a1f853f9-0faa-455c-a125-0278772c0aaf, kind 2,' "$out/stdout"
 grep -q '^Sound device: open$' "$out/stdout"
@@ -23,9 +23,12 @@ grep -q "\[error\] SoundSystem: can't open nullptr device$" "$out/stderr"
 grep -q '^Sound device: not available$' "$out/stdout"
 tail -n 1 "$out/stdout" | grep -q '^Hint: .*ALSOFT_DRIVERS=null'
 
-# Info lines only when asked for.
-ALSOFT_DRIVERS=null "$host" --plugins "$plugins" --log-level error doctor >"$out/stdout" 2>"$out/stderr"
-! grep -q '\[info\]' "$out/stderr" || false
+# Info lines only when asked for: by default warnings and errors; --log-level wins over -v.
+for level in "" "-v --log-level error"; do
+    # shellcheck disable=SC2086
+    ALSOFT_DRIVERS=null "$host" --plugins "$plugins" $level doctor >"$out/stdout" 2>"$out/stderr"
+    ! grep -q '\[info\]' "$out/stderr" || false
+done
 
 # A reader that has gone away and a closed standard error lose the text, nothing
 # more: the run fails with 1, where SIGPIPE killed it (141) or a write aborted it (134).

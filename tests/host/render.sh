@@ -12,7 +12,7 @@ trap 'rm -rf "$out"' EXIT
 # render ARGS...: kep-host render, its output in $out/stdout and $out/stderr; sets $status.
 render() {
     status=0
-    timeout 60 "$host" --plugins "$plugins" render "$@" >"$out/stdout" 2>"$out/stderr" ||
+    timeout 60 "$host" --plugins "$plugins" -v render "$@" >"$out/stdout" 2>"$out/stderr" ||
         status=$?
 }
 # samples WAV: "INDEX LEFT RIGHT" for every sample frame.

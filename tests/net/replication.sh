@@ -34,7 +34,7 @@ serve() {
     shift 3
     [[ $at == *://* ]] || at=tcp://127.0.0.1:$at
     [ $# -gt 0 ] || set -- --curve-keys "$out/keys"
-    "$host" --plugins "$plugins" serve "$scene" --bind "$at" \
+    "$host" --plugins "$plugins" -v serve "$scene" --bind "$at" \
         --state-out "$out/$name.json" "$@" >"$out/$name.out" 2>"$out/$name.err" &
     pids+=($!) names+=("$name")
     until grep -qs '^Serving' "$out/$name.out"; do
@@ -49,7 +49,7 @@ join() {
     shift 2
     [[ $at == *://* ]] || at=tcp://127.0.0.1:$at
     [ $# -gt 0 ] && [ "$1" = --insecure ] || set -- --curve-keys "$(admit "$name")" "$@"
-    "$host" --plugins "$plugins" join "$at" --state-out "$out/$name.json" \
+    "$host" --plugins "$plugins" -v join "$at" --state-out "$out/$name.json" \
         "$@" >"$out/$name.out" 2>"$out/$name.err" &
     pids+=($!) names+=("$name")
 }
@@ -240,7 +240,7 @@ fi
 for stranger in "--insecure" "--curve-keys $out/other/joiners/stranger"; do
     status=0
     # shellcheck disable=SC2086
-    "$host" --plugins "$plugins" join "tcp://127.0.0.1:$((port + 12))" --timeout 1 $stranger \
+    "$host" --plugins "$plugins" -v join "tcp://127.0.0.1:$((port + 12))" --timeout 1 $stranger \
         >"$out/stranger.out" 2>/dev/null || status=$?
     [ "$status" -eq 1 ]
     grep -qx 'Failed: 0 batches applied, 0 resyncs, 0 bytes received' "$out/stranger.out"
