@@ -1,8 +1,8 @@
 // kep-host: a small host program for the sound plug-in.
 #include <cstdio>
 
-#include "host/commands/CommandLine.h"
 #include "host/cli/ConsoleOutput.h"
+#include "host/commands/CommandLine.h"
 #include "host/runtime/FfmpegLogRoute.h"
 #include "host/runtime/HostContext.h"
 #include "host/runtime/LimitedMessageSink.h"
