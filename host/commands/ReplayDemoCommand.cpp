@@ -7,6 +7,7 @@
 #include <optional>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "host/cli/ConsoleOutput.h"
 #include "host/commands/Commands.h"
@@ -92,14 +93,14 @@ int RunReplayDemo(HostContext& context, const DemoOptions* options) {
         replication::DeliverFrame(*receiver->interactive, batch);
         bytesSent += batch.size();
         if (options->dump) {
-            Print("frame {} batch: {}\n", frame, replication::ToHex(batch));
+            Print("frame {} batch: {:02X}\n", frame, fmt::join(batch, " "));
         }
         if (frame == joinFrame) {
             const auto snapshot = replication::WriteFrame(*sender->interactive, true);
             replication::DeliverFrame(*late->interactive, snapshot);
             bytesSent += snapshot.size();
             if (options->dump) {
-                Print("frame {} snapshot: {}\n", frame, replication::ToHex(snapshot));
+                Print("frame {} snapshot: {:02X}\n", frame, fmt::join(snapshot, " "));
             }
         } else if (frame > joinFrame) {
             replication::DeliverFrame(*late->interactive, batch);

@@ -27,13 +27,4 @@ bool DeliverFrame(kep::IInteractivePlugin& receiver, std::span<const std::uint8_
     }
 }
 
-std::string ToHex(std::span<const std::uint8_t> frame) {
-    std::string text;
-    text.reserve(frame.size() * 3);
-    for (std::size_t i = 0; i < frame.size(); ++i) {
-        fmt::format_to(std::back_inserter(text), "{}{:02X}", i ? " " : "", frame[i]);
-    }
-    return text;
-}
-
 }  // namespace replication

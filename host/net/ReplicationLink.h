@@ -20,7 +20,4 @@ std::vector<std::uint8_t> WriteFrame(kep::IInteractivePlugin& sender, bool full)
 bool DeliverFrame(kep::IInteractivePlugin& receiver, std::span<const std::uint8_t> frame,
                   uxs::byte_order order = uxs::byte_order::little);
 
-// The frame as hexadecimal bytes separated by blanks.
-std::string ToHex(std::span<const std::uint8_t> frame);
-
 }  // namespace replication

@@ -119,48 +119,42 @@ private:
     int newlinesBefore_ = 0;
 };
 
-// Builds the document through nlohmann-json's own DOM builder, refusing a
-// member given twice, and a value beyond a budget before it is built.
-class DocumentBuilder : public PathTracker {
+// Builds the document from the parser's events, refusing a member given twice,
+// and a value beyond a budget before it is built.
+class DocumentBuilder final : public nlohmann::json_sax<Json>, PathTracker {
 public:
-    DocumentBuilder(std::string_view text, Json& document)
-        : PathTracker(text), builder_(document, false) {}
+    DocumentBuilder(std::string_view text, Json& document) : PathTracker(text), root_(document) {}
 
+    using PathTracker::Parse;
     const JsonError& error() const { return error_; }
 
-    bool null() { return Value() && builder_.null(); }
-    bool boolean(bool value) { return Value() && builder_.boolean(value); }
-    bool number_integer(Json::number_integer_t value) {
-        return Value() && builder_.number_integer(value);
+    bool null() override { return Value() && Put(nullptr); }
+    bool boolean(bool value) override { return Value() && Put(value); }
+    bool number_integer(number_integer_t value) override { return Value() && Put(value); }
+    bool number_unsigned(number_unsigned_t value) override { return Value() && Put(value); }
+    bool number_float(number_float_t value, const string_t&) override {
+        return Value() && Put(value);
     }
-    bool number_unsigned(Json::number_unsigned_t value) {
-        return Value() && builder_.number_unsigned(value);
+    bool string(string_t& value) override { return Value() && Put(std::move(value)); }
+    bool binary(binary_t& value) override { return Value() && Put(std::move(value)); }
+    bool start_object(std::size_t) override {
+        return Open(false) && Enter(Put(Json::value_t::object));
     }
-    bool number_float(Json::number_float_t value, const Json::string_t& text) {
-        return Value() && builder_.number_float(value, text);
+    bool start_array(std::size_t) override {
+        return Open(true) && Enter(Put(Json::value_t::array));
     }
-    bool string(Json::string_t& value) { return Value() && builder_.string(value); }
-    bool binary(Json::binary_t& value) { return Value() && builder_.binary(value); }
-    bool start_object(std::size_t size) { return Open(false) && builder_.start_object(size); }
-    bool start_array(std::size_t size) { return Open(true) && builder_.start_array(size); }
-    bool end_object() {
-        Close();
-        return builder_.end_object();
-    }
-    bool end_array() {
-        Close();
-        return builder_.end_array();
-    }
-    bool key(Json::string_t& name) {
+    bool end_object() override { return Close(); }
+    bool end_array() override { return Close(); }
+    bool key(string_t& name) override {
         NoteKey(name);
         if (!keys_.back().insert(name).second) {
             error_ = {CurrentLine(), MemberPath(levels_.back().path, name), "given twice"};
             return false;
         }
-        return builder_.key(name);
+        member_ = &(*containers_.back())[name];
+        return true;
     }
-    bool parse_error(std::size_t, const std::string& token,
-                     const nlohmann::detail::exception& error) {
+    bool parse_error(std::size_t, const std::string& token, const Json::exception& error) override {
         if (error.id == kNumberOverflow) {
             const bool cut = token.size() > kMostQuotedCharacters;
             error_ = {CurrentLine(), PathBeingRead(true),
@@ -181,6 +175,28 @@ public:
     }
 
 private:
+    // Places a value where the document has reached: the whole document, the
+    // next element of an array, or the member whose key came last.
+    template <class T>
+    Json* Put(T&& value) {
+        if (containers_.empty()) {
+            root_ = Json(std::forward<T>(value));
+            return &root_;
+        }
+        Json& container = *containers_.back();
+        if (container.is_array()) {
+            container.emplace_back(std::forward<T>(value));
+            return &container.back();
+        }
+        *member_ = Json(std::forward<T>(value));
+        return member_;
+    }
+
+    bool Enter(Json* container) {
+        containers_.push_back(container);
+        return true;
+    }
+
     bool Value() {
         std::string path = TakeValuePath();
         return Counted(path);
@@ -211,12 +227,17 @@ private:
         return true;
     }
 
-    void Close() {
+    bool Close() {
         CloseLevel();
         keys_.pop_back();
+        containers_.pop_back();
+        return true;
     }
 
-    nlohmann::detail::json_sax_dom_parser<Json> builder_;
+    Json& root_;
+    // The open arrays and objects, innermost last, and the member being read.
+    std::vector<Json*> containers_;
+    Json* member_ = nullptr;
     // The members seen so far of each open object.
     std::vector<std::set<std::string, std::less<>>> keys_;
     std::size_t values_ = 0;
@@ -224,30 +245,32 @@ private:
 };
 
 // Reads a parsed document's text again for the line of one path, stopping there.
-class LineFinder : public PathTracker {
+class LineFinder final : public nlohmann::json_sax<Json>, PathTracker {
 public:
     LineFinder(std::string_view text, std::string_view target)
         : PathTracker(text), target_(target) {}
 
+    using PathTracker::Parse;
+
     // The line of the target, or of the nearest value around it.
     int line() const { return line_; }
 
-    bool null() { return Value(); }
-    bool boolean(bool) { return Value(); }
-    bool number_integer(Json::number_integer_t) { return Value(); }
-    bool number_unsigned(Json::number_unsigned_t) { return Value(); }
-    bool number_float(Json::number_float_t, const Json::string_t&) { return Value(); }
-    bool string(Json::string_t&) { return Value(); }
-    bool binary(Json::binary_t&) { return Value(); }
-    bool start_object(std::size_t) { return Open(false); }
-    bool start_array(std::size_t) { return Open(true); }
-    bool end_object() { return Close(); }
-    bool end_array() { return Close(); }
-    bool key(Json::string_t& name) {
+    bool null() override { return Value(); }
+    bool boolean(bool) override { return Value(); }
+    bool number_integer(number_integer_t) override { return Value(); }
+    bool number_unsigned(number_unsigned_t) override { return Value(); }
+    bool number_float(number_float_t, const string_t&) override { return Value(); }
+    bool string(string_t&) override { return Value(); }
+    bool binary(binary_t&) override { return Value(); }
+    bool start_object(std::size_t) override { return Open(false); }
+    bool start_array(std::size_t) override { return Open(true); }
+    bool end_object() override { return Close(); }
+    bool end_array() override { return Close(); }
+    bool key(string_t& name) override {
         NoteKey(name);
         return true;
     }
-    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) {
+    bool parse_error(std::size_t, const std::string&, const Json::exception&) override {
         return false;
     }
 
