@@ -28,30 +28,19 @@ namespace {
 
 using enum kep::MessageLevel;
 
-// A current OpenAL context, as the sound system has when it loads a file.
-template <class Row>
-class WithOpenAl : public testing::TestWithParam<Row> {
-protected:
-    static void SetUpTestSuite() {
-        device = alcOpenDevice(nullptr);
-        context = device ? alcCreateContext(device, nullptr) : nullptr;
-        alcMakeContextCurrent(context);
-    }
-    static void TearDownTestSuite() {
-        alcMakeContextCurrent(nullptr);
-        alcDestroyContext(context);
-        alcCloseDevice(device);
-    }
-    void SetUp() override {
-        ASSERT_NE(context, nullptr) << "no OpenAL device (ALSOFT_DRIVERS=null?)";
-    }
+// A current OpenAL context, as the sound system has when it loads a file: made for
+// the first test and kept for the run.
+bool HaveOpenAlContext() {
+    static const bool made = [] {
+        ALCdevice* device = alcOpenDevice(nullptr);
+        ALCcontext* context = device ? alcCreateContext(device, nullptr) : nullptr;
+        return context && alcMakeContextCurrent(context);
+    }();
+    return made;
+}
+constexpr const char* kNoOpenAl = "no OpenAL device (ALSOFT_DRIVERS=null?)";
 
-    static inline ALCdevice* device = nullptr;
-    static inline ALCcontext* context = nullptr;
-};
-
-std::string Name(const char* file) {
-    std::string name = file;
+std::string Name(std::string name) {
     std::replace_if(
         name.begin(), name.end(), [](char c) { return !std::isalnum(c); }, '_');
     return name;
@@ -77,9 +66,10 @@ const OpenRow kOpenRows[] = {
     {"video_with_audio.mkv", "", Info, "FFStream: Find format pcm_s16le with rate 44100"},
 };
 
-class OpeningAFile : public WithOpenAl<OpenRow> {};
+class OpeningAFile : public testing::TestWithParam<OpenRow> {};
 
 TEST_P(OpeningAFile, FailsWithItsReasonOrTakesTheAudio) {
+    ASSERT_TRUE(HaveOpenAlContext()) << kNoOpenAl;
     const OpenRow& row = GetParam();
     const std::string path = MediaDir() + "/" + row.file;
     MessageCapture capture;
@@ -101,13 +91,6 @@ TEST_P(OpeningAFile, FailsWithItsReasonOrTakesTheAudio) {
 INSTANTIATE_TEST_SUITE_P(Rows, OpeningAFile, testing::ValuesIn(kOpenRows),
                          [](const auto& info) { return Name(info.param.file); });
 
-// Channel k of a test tone carries 0.5 * sin(2 pi hz (k+1) t).
-struct Tone {
-    int channels = 0;
-    double hz = 0;
-    int samples = 0;  // checked from the start; 0: not checked
-};
-
 struct DecodeRow {
     const char* file;
     ALenum alFormat;
@@ -115,28 +98,32 @@ struct DecodeRow {
     std::uint32_t sampleRate;
     std::size_t pcmBytes;
     std::uint32_t paddingFrames;  // of pcmBytes, what the padding of the blocks added
-    Tone tone;
+    // A test tone's channel k carries 0.5 * sin(2 pi hz (k+1) t); its first samples
+    // are checked (none: not a tone).
+    int channels;
+    double hz;
+    int samples;
 };
 
 // Every decoded frame is padded to a multiple of 32 samples, as FFmpeg's default
 // alignment has it: 11025 samples come in frames that end with 785, padded to 800.
 const DecodeRow kDecodeRows[] = {
     // 88200 samples, the last frame of 136 padded to 160: 88224.
-    {"sine_mono_2s.wav", AL_FORMAT_MONO16, 2, 44100, 176448, 24, {1, 440, 88200}},
-    {"pcm_u8_stereo.wav", AL_FORMAT_STEREO8, 2, 44100, 22080, 15, {2, 441, 11025}},
-    {"pcm_s16_stereo.wav", AL_FORMAT_STEREO16, 4, 44100, 44160, 15, {2, 441, 11025}},
-    {"pcm_f32_stereo.wav", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 88320, 15, {2, 441, 11025}},
-    {"pcm_s32_quad.wav", AL_FORMAT_QUAD32, 16, 44100, 176640, 15, {4, 441, 11025}},
+    {"sine_mono_2s.wav", AL_FORMAT_MONO16, 2, 44100, 176448, 24, 1, 440, 88200},
+    {"pcm_u8_stereo.wav", AL_FORMAT_STEREO8, 2, 44100, 22080, 15, 2, 441, 11025},
+    {"pcm_s16_stereo.wav", AL_FORMAT_STEREO16, 4, 44100, 44160, 15, 2, 441, 11025},
+    {"pcm_f32_stereo.wav", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 88320, 15, 2, 441, 11025},
+    {"pcm_s32_quad.wav", AL_FORMAT_QUAD32, 16, 44100, 176640, 15, 4, 441, 11025},
     // Float in no native channel order falls back to 16 bit.
-    {"pcm_f32_2c.mkv", AL_FORMAT_STEREO16, 4, 44100, 44160, 15, {2, 441, 11025}},
+    {"pcm_f32_2c.mkv", AL_FORMAT_STEREO16, 4, 44100, 44160, 15, 2, 441, 11025},
     // Mixed down to mono, yet each frame's block is sized for all six channels: of
     // 68352 frames, 11025 are sound.
-    {"pcm_s16_5.1.wav", AL_FORMAT_MONO16, 2, 44100, 136704, 57327, {}},
-    {"vorbis_stereo.ogg", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 529408, 26, {}},
+    {"pcm_s16_5.1.wav", AL_FORMAT_MONO16, 2, 44100, 136704, 57327, 0, 0, 0},
+    {"vorbis_stereo.ogg", AL_FORMAT_STEREO_FLOAT32, 8, 44100, 529408, 26, 0, 0, 0},
     // Blocks of 960, but the first is 648 after the encoder's pre-skip and the last
     // 312: padded by 24 and 8.
-    {"opus_stereo.opus", AL_FORMAT_STEREO_FLOAT32, 8, 48000, 576256, 32, {}},
-    {"empty_audio.wav", AL_FORMAT_MONO16, 2, 44100, 0, 0, {}},
+    {"opus_stereo.opus", AL_FORMAT_STEREO_FLOAT32, 8, 48000, 576256, 32, 0, 0, 0},
+    {"empty_audio.wav", AL_FORMAT_MONO16, 2, 44100, 0, 0, 0, 0, 0},
 };
 
 double SampleAt(const std::uint8_t* bytes, int width) {
@@ -153,9 +140,10 @@ double SampleAt(const std::uint8_t* bytes, int width) {
     return value;
 }
 
-class DecodingAFile : public WithOpenAl<DecodeRow> {};
+class DecodingAFile : public testing::TestWithParam<DecodeRow> {};
 
 TEST_P(DecodingAFile, GivesItsFormatLengthAndSamples) {
+    ASSERT_TRUE(HaveOpenAlContext()) << kNoOpenAl;
     const DecodeRow& row = GetParam();
     const FFStream stream(MediaPath(row.file));
     const FFStream::AlBufferFormat format = stream.GetAlBufferFormat();
@@ -166,15 +154,14 @@ TEST_P(DecodingAFile, GivesItsFormatLengthAndSamples) {
     ASSERT_EQ(pcm.size(), row.pcmBytes);
     EXPECT_EQ(stream.GetPaddingFrames(), row.paddingFrames);
 
-    const Tone& tone = row.tone;
-    const int width = tone.channels ? static_cast<int>(row.frameBytes) / tone.channels : 1;
+    const int width = row.channels ? static_cast<int>(row.frameBytes) / row.channels : 1;
     const double tolerance = width == 1 ? 1.0 / 128 : width == 2 ? 2.0 / 32768 : 1e-6;
     double worst = 0;
-    for (int i = 0; i < tone.samples; ++i) {
-        for (int channel = 0; channel < tone.channels; ++channel) {
+    for (int i = 0; i < row.samples; ++i) {
+        for (int channel = 0; channel < row.channels; ++channel) {
             const double wanted =
-                0.5 * std::sin(2 * std::numbers::pi * tone.hz * (channel + 1) * i / row.sampleRate);
-            const std::size_t offset = (std::size_t(i) * tone.channels + channel) * width;
+                0.5 * std::sin(2 * std::numbers::pi * row.hz * (channel + 1) * i / row.sampleRate);
+            const std::size_t offset = (std::size_t(i) * row.channels + channel) * width;
             worst = std::max(worst, std::abs(SampleAt(&pcm[offset], width) - wanted));
         }
     }
@@ -188,9 +175,10 @@ INSTANTIATE_TEST_SUITE_P(Rows, DecodingAFile, testing::ValuesIn(kDecodeRows),
 const char* const kJoinedFiles[] = {"mp3_stereo_then_mono.mp3", "aac_stereo_then_7.1.aac",
                                     "aac_44k_then_22k.aac"};
 
-class DecodingJoinedFiles : public WithOpenAl<const char*> {};
+class DecodingJoinedFiles : public testing::TestWithParam<const char*> {};
 
 TEST_P(DecodingJoinedFiles, KeepsTheFirstFormatAndTheWholeLength) {
+    ASSERT_TRUE(HaveOpenAlContext()) << kNoOpenAl;
     MessageCapture capture;
     const FFStream stream(MediaPath(GetParam()));
     const FFStream::AlBufferFormat format = stream.GetAlBufferFormat();
