@@ -4,10 +4,27 @@
 
 #include <fmt/format.h>
 
+#include "host/runtime/SoundLength.h"
+
+namespace {
+
+// The exact length of a sound's buffer, or null if it cannot be described.
+nlohmann::json SecondsOf(kep::ISoundInspector& inspector, const std::string& name) {
+    kep::SoundDescription description;
+    if (!inspector.DescribeSound(name, description)) {
+        return nullptr;
+    }
+    return BufferSeconds(description);
+}
+
+}  // namespace
+
 nlohmann::json DescribeState(kep::ISoundSystem& sound, kep::ISoundInspector& inspector) {
     nlohmann::json sounds = nlohmann::json::array();
     for (const std::string& name : inspector.ListSounds()) {
-        sounds.push_back({{"name", name}, {"duration", sound.GetSoundDuration(name)}});
+        sounds.push_back({{"name", name},
+                          {"seconds", SecondsOf(inspector, name)},
+                          {"wholeSeconds", sound.GetSoundDuration(name)}});
     }
     nlohmann::json sources = nlohmann::json::array();
     for (const std::int32_t id : inspector.ListSources()) {
@@ -21,7 +38,7 @@ nlohmann::json DescribeState(kep::ISoundSystem& sound, kep::ISoundInspector& ins
                            {"gain", source.gain},
                            {"looping", source.looping},
                            {"sound", source.soundName},
-                           {"playing", sound.IsPlaying(id)}});
+                           {"live", sound.IsPlaying(id)}});
     }
     return {{"sounds", sounds}, {"sources", sources}};
 }

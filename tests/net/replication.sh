@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # kep-host serve and join as separate processes on loopback: joiners end in the
-# server's state (their --state-out documents are the same), also when they join
+# server's state (their --state-out documents are the same, and give each sound's
+# exact length beside the sound system's whole seconds, and a source that ended as
+# live while it exists), also when they join
 # late, lose a batch, lose the end or get the last batches out of order, face a
 # rogue peer or a restarted server; only joiners in the server's allow-list take
 # part, and one removed from it is cut off; a hostile server opens nothing outside
@@ -123,6 +125,13 @@ flooded_peak=$(cat "$out/server.peak")
 grep -qE ', [1-9][0-9]* requests refused$' "$out/server.out"
 same_state server first second late
 grep -c '"id"' "$out/server.json" | grep -qx 2
+# The bell's object (a sound named by a generated id) is 0.2503 s long, whole seconds
+# 1; the sine 2.0005 s, whole seconds 3. The doorbell ended at 1.75 s and is still live.
+state=$(sed -E 's/"[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"/"BELL"/g' "$out/server.json" |
+    tr -d ' \n')
+[[ $state == *'"sounds":[{"name":"BELL","seconds":0.2503401360544218,"wholeSeconds":1},'* ]]
+[[ $state == *'{"name":"sine","seconds":2.0005442176870747,"wholeSeconds":3}],'* ]]
+[[ $state == *'{"gain":0.5,"id":1,"live":true,"looping":false,"position":[0.0,0.0,0.0],"sound":"BELL"}'* ]]
 grep -q '^Done: .* 0 resyncs, ' "$out/late.out"
 # The late joiner hears the sine already playing when it joined, on its right
 # (the doorbell, at the listener, is in both ears).
