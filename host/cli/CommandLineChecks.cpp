@@ -1,29 +1,13 @@
 #include "host/cli/CommandLineChecks.h"
 
-#include <fmt/format.h>
-
 #include "host/cli/ArgumentParsing.h"
 
-CLI::Validator FloatFrom(double lowest, double highest) {
-    const std::string rule = fmt::format("a number from {} to {}", lowest, highest);
+CLI::Validator Finite() {
     return CLI::Validator(
-        [=](std::string& text) {
-            const std::optional<float> value = ParseFloat(text);
-            return value && *value >= lowest && *value <= highest ? std::string()
-                                                                  : "expected " + rule;
+        [](std::string& text) {
+            return ParseNumber(text) ? std::string() : std::string("expected a finite number");
         },
-        fmt::format("NUMBER {}..{}", lowest, highest));
-}
-
-CLI::Validator NumberFrom(double lowest) {
-    return CLI::Validator(
-        [=](std::string& text) {
-            const std::optional<double> value = ParseNumber(text);
-            return value && *value >= lowest
-                       ? std::string()
-                       : fmt::format("expected a number of at least {}", lowest);
-        },
-        fmt::format("NUMBER >= {}", lowest));
+        "");
 }
 
 CLI::Validator FloatVector() {

@@ -516,13 +516,13 @@ CommandRun AddJoinCommand(CLI::App& app) {
                      "wave writer")
         ->type_name("OUT.wav");
     command->add_option("--seconds", options->seconds, "leave after this long")
-        ->check(CLI::Range(0.0, 1e6))
+        ->check(CLI::Range(0.0, 1e6) & Finite())
         ->type_name("S");
     command
         ->add_option("--timeout", options->connectTimeout,
                      "give up when no server has answered, or the server has not been heard, "
                      "for this long (default: 10 s)")
-        ->check(CLI::Range(0.1, 1e6))
+        ->check(CLI::Range(0.1, 1e6) & Finite())
         ->type_name("S");
     command
         ->add_option("--data", options->dataRoots,

@@ -118,11 +118,11 @@ CommandRun AddPlayCommand(CLI::App& app) {
         ->check(FloatVector());
     command->add_flag("--loop", options->loop, "play the file over and over");
     command->add_option("--gain", options->gain, "the source's linear gain (default: 1)")
-        ->check(FloatFrom(0, kMaxGain));
+        ->check(CLI::Range(0.0, kMaxGain) & Finite());
     command
         ->add_option_function<double>(
             "--seconds", [options](double seconds) { options->seconds = seconds; },
             "stop after this many seconds")
-        ->check(NumberFrom(0));
+        ->check(CLI::NonNegativeNumber & Finite());
     return [options](HostContext& context) { return RunPlay(context, options.get()); };
 }

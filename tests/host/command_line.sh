@@ -45,6 +45,9 @@ doctor --nosuch
 info
 play a.wav --at 1,2
 play a.wav --seconds -1
+play a.wav --seconds nan
+play a.wav --gain nan
+join tcp://127.0.0.1:5555 --insecure --seconds nan
 replay-demo a.wav --frames 1
 run
 render scene.json
