@@ -81,7 +81,7 @@ CommandLine ParseCommandLine(int argc, char** argv) {
     std::vector<std::pair<CLI::App*, CommandRun>> commands;
     for (auto add : {&AddDoctorCommand, &AddInfoCommand, &AddPlayCommand, &AddReplayDemoCommand,
                      &AddRunCommand, &AddRenderCommand, &AddServeCommand, &AddJoinCommand,
-                     &AddKeygenCommand}) {
+                     &AddRelayCommand, &AddKeygenCommand}) {
         CommandRun run = add(app);
         commands.emplace_back(app.get_subcommands([](CLI::App*) { return true; }).back(),
                               std::move(run));

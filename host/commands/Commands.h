@@ -28,6 +28,7 @@ CommandRun AddInfoCommand(CLI::App& app);
 CommandRun AddJoinCommand(CLI::App& app);
 CommandRun AddKeygenCommand(CLI::App& app);
 CommandRun AddPlayCommand(CLI::App& app);
+CommandRun AddRelayCommand(CLI::App& app);
 CommandRun AddReplayDemoCommand(CLI::App& app);
 CommandRun AddRunCommand(CLI::App& app);
 CommandRun AddRenderCommand(CLI::App& app);

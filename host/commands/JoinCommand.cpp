@@ -12,11 +12,11 @@
 #include "host/cli/ProgressLine.h"
 #include "host/commands/Commands.h"
 #include "host/commands/ReplicationOptions.h"
+#include "host/net/Follower.h"
 #include "host/net/JoinerDataManager.h"
 #include "host/net/MemoryGuard.h"
 #include "host/net/PayloadCheck.h"
 #include "host/net/RateMeter.h"
-#include "host/net/ReplicaFeed.h"
 #include "host/net/ReplicationClient.h"
 #include "host/net/ReplicationLink.h"
 #include "host/net/SourceSettings.h"
@@ -35,22 +35,10 @@
 namespace {
 
 constexpr double kFrameRate = 60;
-constexpr auto kRequestInterval = std::chrono::seconds(1);
-// A server in its run is heard at least every heartbeat (a quarter second), and
-// answers a request within a second: silence past these means a connection that
-// ZeroMQ closed and will not open again (after a message over the limit), so the
-// joiner connects again itself.
-constexpr auto kSilenceBeforeReconnecting = std::chrono::seconds(2);
-constexpr auto kAnswerBeforeReconnecting = std::chrono::seconds(3);
 // What a server can make a joiner hold beyond the joiner's own memory and its
 // sounds, before every connection is closed and opened again: its queues, full,
 // and this much more.
 constexpr std::uint64_t kMemorySlack = 64u << 20;
-// A server tells its end for a few seconds; past this, a joiner that has not
-// caught up with it will not.
-constexpr auto kEndWait = std::chrono::seconds(4);
-// Header faults logged one by one before they are only counted.
-constexpr int kMaxLoggedFaults = 20;
 constexpr int kSampleRate = 44100;
 constexpr const char* kCameraTag = "join camera";
 // A command batch holding no command: it lets the update place the listener on
@@ -83,10 +71,10 @@ public:
         : context_(context),
           options_(options),
           replica_(std::move(replica)),
-          client_(client),
-          memory_(memory),
           cameraScene_(std::move(cameraScene)),
-          feed_([this](const auto& frame) { return Apply(frame); }, {}) {}
+          follower_(client, memory, options.endpoint,
+                    std::chrono::duration<double>(options.connectTimeout),
+                    {[this](const auto& frame) { return Apply(frame); }, {}, {}, {}}) {}
 
     // Runs until the server ends its run, the time is up, the user interrupts or
     // the server cannot be heard; the exit status.
@@ -95,26 +83,17 @@ public:
             std::chrono::duration<double>(1 / kFrameRate)));
         ProgressLine progress;
         RateMeter rate;
-        auto lastRequest = std::chrono::steady_clock::now() - kRequestInterval;
-        std::optional<std::chrono::steady_clock::time_point> endHeard;
+        const auto& feed = follower_.feed();
         for (;;) {
-            client_.ReceiveUntil(clock.NextDue(),
-                                 [this](auto parts, bool answer) { Receive(parts, answer); });
+            follower_.ReceiveUntil(clock.NextDue());
             if (!clock.Next()) {
                 return kExitInterrupted;
             }
             const double elapsed = clock.Elapsed().count();
-            const auto now = std::chrono::steady_clock::now();
-            if (!KeepConnected(now)) {
+            const auto outcome = follower_.Step();
+            if (outcome == replication::Follower::Outcome::Failed) {
+                PrintError("{}\n", follower_.failure());
                 return kExitFailed;
-            }
-            if (feed_.waiting() && client_.subscribed() && now - lastRequest >= kRequestInterval) {
-                client_.RequestSnapshot(feed_.NewRequest());
-                lastRequest = now;
-                firstUnanswered_ = firstUnanswered_.value_or(now);
-            }
-            if (!feed_.waiting()) {
-                firstUnanswered_.reset();
             }
             camera.SetPose(PoseAt(elapsed));
             if (!applied_) {
@@ -124,162 +103,22 @@ public:
             applied_ = false;
             if (progress.visible()) {
                 progress.Show(fmt::format("{:6.2f} s, {}, sequence {}, {:.1f} kB/s, resyncs {}",
-                                          elapsed, Status(), feed_.sequence(),
-                                          rate.Update(client_.bytesReceived()) / 1000,
-                                          feed_.resyncs()));
+                                          elapsed, Status(), feed.sequence(),
+                                          rate.Update(follower_.bytesReceived()) / 1000,
+                                          feed.resyncs()));
             }
-            if (feed_.ended() || (options_.seconds > 0 && elapsed >= options_.seconds)) {
+            if (outcome == replication::Follower::Outcome::Ended ||
+                (options_.seconds > 0 && elapsed >= options_.seconds)) {
                 return kExitDone;
-            }
-            if (feed_.endSequence() && !endHeard) {
-                endHeard = now;
-            }
-            if (endHeard && now - *endHeard >= kEndWait) {
-                PrintError(
-                    "kep-host: the server at {} ended its run at batch {}, but this instance "
-                    "could not get in step with it (it applied up to batch {}): its state is "
-                    "not the server's\n",
-                    options_.endpoint, *feed_.endSequence(), feed_.sequence());
-                return kExitFailed;
-            }
-            if (!feed_.synchronised() && !endHeard && elapsed >= options_.connectTimeout) {
-                PrintError(
-                    "kep-host: no answer from a server at {} within {} s (is it running, "
-                    "and does it admit this joiner's --curve-keys?)\n",
-                    options_.endpoint, options_.connectTimeout);
-                return kExitFailed;
-            }
-            // A server in its run is heard at least every heartbeat.
-            const std::chrono::duration<double> silence = now - lastHeard_;
-            if (feed_.synchronised() && silence.count() >= options_.connectTimeout) {
-                PrintError("kep-host: the server at {} has not been heard for {} s; leaving\n",
-                           options_.endpoint, options_.connectTimeout);
-                return kExitFailed;
             }
         }
     }
 
     std::uint64_t batches() const { return batches_; }
-    bool reachedServer() const { return feed_.synchronised(); }
-    std::uint64_t resyncs() const { return feed_.resyncs(); }
+    bool reachedServer() const { return follower_.feed().synchronised(); }
+    std::uint64_t resyncs() const { return follower_.feed().resyncs(); }
 
 private:
-    using Parts = std::span<const std::span<const std::uint8_t>>;
-    using Clock = std::chrono::steady_clock;
-
-    // Connects again when the server has fallen silent, or has not answered, for
-    // longer than it would, or when it has made this process hold too much; false
-    // if closing the connections did not free that memory.
-    bool KeepConnected(Clock::time_point now) {
-        if (closed_) {
-            if (now - *closed_ < replication::MemoryGuard::kSettleTime) {
-                return true;
-            }
-            if (!memory_.Settled()) {
-                PrintError(
-                    "kep-host: {} MiB resident, and closing the connections to {} freed too "
-                    "little: the server makes this instance hold memory it cannot give back; "
-                    "leaving\n",
-                    memory_.resident() >> 20, options_.endpoint);
-                return false;
-            }
-            client_.Open();
-            closed_.reset();
-            lastReconnect_ = now;
-            return true;
-        }
-        if (memory_.Breached()) {
-            kep::Warning()(
-                "kep-host: {} MiB resident, more than this joiner allows beyond its sounds: "
-                "every connection to {} is closed and opened again",
-                memory_.resident() >> 20, options_.endpoint);
-            client_.Close();
-            closed_ = now;
-            firstUnanswered_.reset();
-            return true;
-        }
-        if (now - lastReconnect_ < kAnswerBeforeReconnecting) {
-            return true;
-        }
-        if (heard_ && now - lastHeard_ >= kSilenceBeforeReconnecting) {
-            kep::Info()("kep-host: nothing heard from {} for 2 s; connecting again",
-                        options_.endpoint);
-        } else if (firstUnanswered_ && now - *firstUnanswered_ >= kAnswerBeforeReconnecting) {
-            kep::Info()(
-                "kep-host: no answer from {} for 3 s (an answer over --max-snapshot-mb closes "
-                "the connection); connecting again",
-                options_.endpoint);
-        } else {
-            return true;
-        }
-        client_.Reconnect();
-        lastReconnect_ = now;
-        firstUnanswered_.reset();
-        return true;
-    }
-
-    void Receive(Parts parts, bool answer) {
-        std::string error;
-        if (answer ? ReceiveAnswer(parts, error) : ReceivePublished(parts, error)) {
-            lastHeard_ = Clock::now();
-            heard_ = true;
-        } else if (++faults_ <= kMaxLoggedFaults) {
-            kep::Warning()("kep-host: dropped a message from {}: {}{}", options_.endpoint, error,
-                           faults_ == kMaxLoggedFaults ? " (further ones are not logged)" : "");
-        }
-    }
-
-    // A batch, heartbeat or end.
-    bool ReceivePublished(Parts parts, std::string& error) {
-        const auto frame =
-            parts.size() == 1 ? replication::DecodeFrame(parts[0], error) : std::nullopt;
-        if (!frame) {
-            error = parts.size() == 1 ? error : fmt::format("{} parts", parts.size());
-            return false;
-        }
-        using replication::FrameKind;
-        const FrameKind kind = frame->header.kind;
-        if (kind != FrameKind::Batch && kind != FrameKind::Heartbeat && kind != FrameKind::End) {
-            error = fmt::format("a {} from the publisher", replication::KindName(kind));
-            return false;
-        }
-        const std::uint64_t sequence = feed_.sequence(), resyncs = feed_.resyncs();
-        feed_.Receive(frame->header, frame->payload);
-        if (feed_.resyncs() != resyncs) {
-            kep::Info()(
-                "kep-host: out of step at batch {}, after a {} of batch {}; asking for a "
-                "snapshot",
-                sequence, replication::KindName(kind), frame->header.sequence);
-        }
-        return true;
-    }
-
-    // A snapshot and the source settings that go with it.
-    bool ReceiveAnswer(Parts parts, std::string& error) {
-        if (parts.size() != 2) {
-            error = fmt::format("an answer of {} parts", parts.size());
-            return false;
-        }
-        const auto snapshot = replication::DecodeFrame(parts[0], error);
-        const auto extra = snapshot ? replication::DecodeFrame(parts[1], error) : std::nullopt;
-        const auto settings =
-            extra ? replication::DecodeSourceSettings(extra->payload, error) : std::nullopt;
-        if (!settings) {
-            return false;
-        }
-        using replication::FrameKind;
-        if (snapshot->header.kind != FrameKind::Snapshot ||
-            extra->header.kind != FrameKind::SourceSettings ||
-            extra->header.epoch != snapshot->header.epoch ||
-            extra->header.sequence != snapshot->header.sequence) {
-            error = "an answer that is not a snapshot and its source settings";
-            return false;
-        }
-        feed_.ReceiveSnapshot(snapshot->header, snapshot->payload, settings->requestId,
-                              extra->payload);
-        return true;
-    }
-
     bool Apply(const replication::ReplicaFeed::Frame& frame) {
         const auto& header = frame.header;
         const bool snapshot = header.kind == replication::FrameKind::Snapshot;
@@ -351,25 +190,18 @@ private:
     }
 
     std::string Status() const {
-        return feed_.synchronised() ? fmt::format("server {:016x}", feed_.epoch())
-                                    : std::string("waiting for the server");
+        const auto& feed = follower_.feed();
+        return feed.synchronised() ? fmt::format("server {:016x}", feed.epoch())
+                                   : std::string("waiting for the server");
     }
 
     HostContext& context_;
     const JoinOptions& options_;
     Replica replica_;
-    replication::ReplicationClient& client_;
-    replication::MemoryGuard& memory_;
     std::optional<Scene> cameraScene_;
-    replication::ReplicaFeed feed_;
+    replication::Follower follower_;
     bool applied_ = false;
     bool holdsState_ = false;
-    int faults_ = 0;
-    bool heard_ = false;
-    std::optional<Clock::time_point> closed_;  // by the memory guard
-    Clock::time_point lastHeard_;
-    Clock::time_point lastReconnect_;
-    std::optional<Clock::time_point> firstUnanswered_;
     std::uint64_t batches_ = 0;
 };
 

@@ -95,8 +95,10 @@ struct Publication {
     // looping flags (a replayed source loops if it lives): they travel beside it,
     // to the joiner that asked alone.
     replication::ReplicationServer::Snapshot Snapshot() {
-        replication::ReplicationServer::Snapshot snapshot{
-            replication::WriteFrame(*interactive, true), {}};
+        replication::ReplicationServer::Snapshot snapshot;
+        snapshot.epoch = server->epoch();
+        snapshot.sequence = server->stats().sequence;
+        snapshot.state = replication::WriteFrame(*interactive, true);
         for (const std::int32_t id : inspector->ListSources()) {
             kep::SourceDescription source;
             if (inspector->DescribeSource(id, source)) {

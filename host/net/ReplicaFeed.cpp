@@ -65,19 +65,27 @@ void ReplicaFeed::ReceiveBatch(const FrameHeader& header, std::span<const std::u
 }
 
 void ReplicaFeed::ReceiveSnapshot(const FrameHeader& header, std::span<const std::uint8_t> payload,
-                                  std::uint64_t requestId, std::span<const std::uint8_t> extra) {
+                                  std::uint64_t requestId, std::span<const std::uint8_t> extra,
+                                  std::span<const DecodedFrame> following) {
     if (!waiting_ || requestId_ == 0 || requestId != requestId_) {
         return;  // not asked for, or the answer to an earlier request
     }
-    // What the snapshot covers, and what another run of the server sent, goes.
+    std::uint64_t covered = header.sequence;
+    for (const DecodedFrame& batch : following) {
+        if (batch.header.kind != FrameKind::Batch || batch.header.epoch != header.epoch ||
+            batch.header.sequence != covered + 1) {
+            return;  // not the batches after it: ask again
+        }
+        ++covered;
+    }
+    // What the answer covers, and what another run of the server sent, goes.
     std::erase_if(held_, [&](const HeldBatch& batch) {
-        const bool covered =
-            batch.header.epoch != header.epoch || batch.header.sequence <= header.sequence;
-        heldBytes_ -= covered ? batch.payload.size() : 0;
-        return covered;
+        const bool gone = batch.header.epoch != header.epoch || batch.header.sequence <= covered;
+        heldBytes_ -= gone ? batch.payload.size() : 0;
+        return gone;
     });
-    if (!held_.empty() && held_.front().header.sequence != header.sequence + 1) {
-        return;  // batches between the snapshot and the held ones were lost: ask again
+    if (!held_.empty() && held_.front().header.sequence != covered + 1) {
+        return;  // batches between the answer and the held ones were lost: ask again
     }
     if (!apply_({header, payload, extra})) {
         return;
@@ -85,6 +93,9 @@ void ReplicaFeed::ReceiveSnapshot(const FrameHeader& header, std::span<const std
     waiting_ = false;
     epoch_ = header.epoch;
     sequence_ = header.sequence;
+    for (const DecodedFrame& batch : following) {
+        ReceiveBatch(batch.header, batch.payload);
+    }
     auto held = std::exchange(held_, {});
     heldBytes_ = 0;
     for (const HeldBatch& batch : held) {

@@ -19,7 +19,8 @@ namespace replication {
 // its sequence, and the held ones after it follow. A gap in the sequence, another
 // epoch (the server restarted) or a frame the plug-in cannot apply sends the feed
 // back to waiting for a snapshot: a resynchronisation. Only the answer to the
-// latest request is applied. The run has ended for the feed only once it has
+// latest request is applied. A relay answers with an older snapshot and the
+// batches after it, which are applied with it. The run has ended for the feed only once it has
 // applied every batch up to the last one the server's end names.
 class ReplicaFeed {
 public:
@@ -40,11 +41,14 @@ public:
 
     // A batch, heartbeat or end from the server's publisher.
     void Receive(const FrameHeader& header, std::span<const std::uint8_t> payload);
-    // The answer to the request with this id.
+    // The answer to the request with this id: a snapshot, what came beside it, and
+    // the batches after it that a relay answers with (its own snapshot is older).
     void ReceiveSnapshot(const FrameHeader& header, std::span<const std::uint8_t> payload,
-                         std::uint64_t requestId, std::span<const std::uint8_t> extra);
+                         std::uint64_t requestId, std::span<const std::uint8_t> extra,
+                         std::span<const DecodedFrame> following = {});
     // The id for a new request; answers to earlier ones are ignored from now on.
     std::uint64_t NewRequest() { return ++requestId_; }
+    std::uint64_t requestId() const { return requestId_; }
 
     // No snapshot applied since the feed started or last lost step: the joiner
     // should ask for one.

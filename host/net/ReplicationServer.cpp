@@ -7,6 +7,7 @@
 #include <thread>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <zmq_addon.hpp>
 
 #include "host/net/Endpoint.h"
@@ -62,12 +63,21 @@ void BindRetrying(zmq::socket_t& socket, const std::string& endpoint) {
     }
 }
 
+std::string Hex(const zmq::message_t& part) {
+    return fmt::format("{:02x}", fmt::join(std::span(part.data<std::uint8_t>(), part.size()), ""));
+}
+
 // Who asked: a joiner's name (its key) when the handshake gave one, else the
-// connection.
-std::string PeerOf(zmq::message_t& routingId, zmq::message_t& request) {
-    const char* user = zmq_msg_gets(request.handle(), "User-Id");
-    return user && *user ? fmt::format("joiner {}", user)
-                         : fmt::format("connection {}", routingId.to_string_view());
+// connection; behind proxies, the routing frames they added for the one they
+// asked for.
+std::string PeerOf(std::span<const zmq::message_t> request) {
+    const char* user = zmq_msg_gets(request.back().handle(), "User-Id");
+    std::string peer = user && *user ? fmt::format("joiner {}", user)
+                                     : fmt::format("connection {}", Hex(request[0]));
+    for (std::size_t i = 1; i + 1 < request.size(); ++i) {
+        fmt::format_to(std::back_inserter(peer), " for {}", Hex(request[i]));
+    }
+    return peer;
 }
 
 }  // namespace
@@ -285,7 +295,7 @@ void ReplicationServer::TakeSubscriptions() {
     }
     // A joiner asks for its snapshot once it hears the publisher: let it at once.
     // (After every batch already published, so that it overtakes none.)
-    if (subscribed && !rejoin_) {
+    if (subscribed && !rejoin_ && epoch_ != 0) {
         Publish(ended_ ? FrameKind::End : FrameKind::Heartbeat, {});
     }
     // Without keys nobody can be told apart: the memory guard bounds what they cost.
@@ -302,9 +312,9 @@ void ReplicationServer::TakeSubscriptions() {
     }
 }
 
-void ReplicationServer::Publish(FrameKind kind, std::span<const std::uint8_t> payload) {
-    Message message =
-        EncodeFrame({kind, PayloadOrder::Little, epoch_, stats_.sequence, 0}, payload);
+void ReplicationServer::Publish(FrameKind kind, std::span<const std::uint8_t> payload,
+                                PayloadOrder order) {
+    Message message = EncodeFrame({kind, order, epoch_, stats_.sequence, 0}, payload);
     const auto now = Clock::now();
     lastPublished_ = now;
     if (kind == FrameKind::Batch) {
@@ -336,9 +346,21 @@ void ReplicationServer::PublishBatch(std::span<const std::uint8_t> payload) {
     Publish(FrameKind::Batch, payload);
 }
 
+void ReplicationServer::Relay() {
+    epoch_ = 0;
+}
+
+void ReplicationServer::Forward(const DecodedFrame& frame) {
+    const FrameHeader& header = frame.header;
+    epoch_ = header.epoch;
+    stats_.sequence = header.sequence;
+    ended_ = header.kind == FrameKind::End;
+    Publish(header.kind, frame.payload, header.byteOrder);
+}
+
 void ReplicationServer::KeepAlive() {
     // While joiners come back, a heartbeat would tell them of batches held back.
-    if (!rejoin_ && Clock::now() - lastPublished_ >= kHeartbeatPeriod) {
+    if (!rejoin_ && epoch_ != 0 && Clock::now() - lastPublished_ >= kHeartbeatPeriod) {
         Publish(ended_ ? FrameKind::End : FrameKind::Heartbeat, {});
     }
 }
@@ -353,14 +375,15 @@ bool ReplicationServer::MayAnswer(const std::string& peer,
     return lastAnswered_.try_emplace(peer, now).second;
 }
 
-int ReplicationServer::AnswerSnapshotRequests(const std::function<Snapshot()>& makeSnapshot) {
+int ReplicationServer::AnswerSnapshotRequests(const MakeSnapshot& makeSnapshot) {
     if (!snapshots_) {
         return 0;
     }
-    std::optional<std::vector<std::uint8_t>> state;
-    std::vector<SourceSetting> settings;
+    std::optional<Snapshot> snapshot;
+    std::optional<Message> state;
     int answered = 0;
     std::vector<zmq::message_t> request;
+    std::vector<zmq::const_buffer> reply;
     const auto now = std::chrono::steady_clock::now();
     // Peers answered long enough ago may be answered again.
     std::erase_if(lastAnswered_,
@@ -369,11 +392,12 @@ int ReplicationServer::AnswerSnapshotRequests(const std::function<Snapshot()>& m
          received < kMostRequestsRead && answered < kMostAnswers &&
          zmq::recv_multipart(snapshots_, std::back_inserter(request), zmq::recv_flags::dontwait);
          ++received, request.clear()) {
-        // The peer's routing id, then its request; anything else is not a request.
+        // The routing frames (the peer's, then one per proxy), then the request;
+        // anything else is not a request.
         std::string error;
         const auto frame =
-            request.size() == 2
-                ? DecodeFrame({request[1].data<std::uint8_t>(), request[1].size()}, error)
+            request.size() >= 2 && request.size() <= kLongestEnvelope + 1
+                ? DecodeFrame({request.back().data<std::uint8_t>(), request.back().size()}, error)
                 : std::nullopt;
         const auto requestId = frame && frame->header.kind == FrameKind::SnapshotRequest
                                    ? DecodeRequestId(frame->payload)
@@ -381,26 +405,41 @@ int ReplicationServer::AnswerSnapshotRequests(const std::function<Snapshot()>& m
         if (!requestId) {
             continue;
         }
-        if (!MayAnswer(PeerOf(request[0], request[1]), now)) {
+        const std::string peer = PeerOf(request);
+        if (!MayAnswer(peer, now)) {
             ++stats_.requestsRefused;
             continue;
         }
         if (!state) {
-            Snapshot snapshot = makeSnapshot();
-            state =
-                EncodeFrame({FrameKind::Snapshot, PayloadOrder::Little, epoch_, stats_.sequence, 0},
-                            snapshot.state);
-            settings = std::move(snapshot.settings);
+            snapshot = makeSnapshot();
+            if (!snapshot) {
+                continue;  // nothing to answer with: the peer asks again
+            }
+            state = EncodeFrame(
+                {FrameKind::Snapshot, snapshot->order, snapshot->epoch, snapshot->sequence, 0},
+                snapshot->state);
         }
-        const auto extra = EncodeFrame(
-            {FrameKind::SourceSettings, PayloadOrder::Little, epoch_, stats_.sequence, 0},
-            EncodeSourceSettings(*requestId, settings));
-        const std::array<zmq::const_buffer, 3> reply{
-            zmq::buffer(request[0].data(), request[0].size()), zmq::buffer(*state),
-            zmq::buffer(extra)};
+        const auto extra = EncodeFrame({FrameKind::SourceSettings, PayloadOrder::Little,
+                                        snapshot->epoch, snapshot->sequence, 0},
+                                       EncodeSourceSettings(*requestId, snapshot->settings));
+        reply.clear();
+        for (std::size_t i = 0; i + 1 < request.size(); ++i) {
+            reply.push_back(zmq::buffer(request[i].data(), request[i].size()));
+        }
+        reply.push_back(zmq::buffer(*state));
+        reply.push_back(zmq::buffer(extra));
+        std::size_t bytes = state->size() + extra.size();
+        for (const Message& batch : snapshot->following) {
+            reply.push_back(zmq::buffer(batch));
+            bytes += batch.size();
+        }
         // A peer gone, or not reading, loses the answer and asks again.
         (void)zmq::send_multipart(snapshots_, reply, zmq::send_flags::dontwait);
-        stats_.bytesSent += state->size() + extra.size();
+        kep::Info()("kep-host: sent {} the snapshot of batch {}{}", peer, snapshot->sequence,
+                    snapshot->following.empty()
+                        ? std::string()
+                        : fmt::format(" and {} batch(es) after it", snapshot->following.size()));
+        stats_.bytesSent += bytes;
         ++stats_.snapshotsSent;
         ++answered;
     }

@@ -48,17 +48,27 @@ public:
         std::uint64_t requestsRefused = 0;  // asked again too soon
     };
 
-    // What answers a request: the sound system's snapshot and what it lacks.
+    // What answers a request: a snapshot of the state after batch `sequence` of the
+    // run `epoch`, what it lacks, and the batches published since (a relay's, whose
+    // snapshot is older than its stream), each a whole frame.
     struct Snapshot {
+        std::uint64_t epoch = 0;
+        std::uint64_t sequence = 0;
+        PayloadOrder order = PayloadOrder::Little;
         std::vector<std::uint8_t> state;
         std::vector<SourceSetting> settings;
+        std::vector<std::vector<std::uint8_t>> following;
     };
+    // Nothing if there is no state to answer with yet.
+    using MakeSnapshot = std::function<std::optional<Snapshot>()>;
 
     static constexpr std::int64_t kLargestRequest = 1024;
     static constexpr auto kAnswerInterval = std::chrono::milliseconds(500);
     static constexpr int kSnapshotQueue = 2;
     static constexpr auto kRejoinWait = std::chrono::milliseconds(1500);
     static constexpr auto kReplay = std::chrono::seconds(2);
+    // Routing frames before a request: one from each proxy it came through.
+    static constexpr std::size_t kLongestEnvelope = 8;
 
     // Binds the publisher at the endpoint and the snapshot socket beside it; null,
     // with the reason in `error`, if either cannot be bound. With keys, only the
@@ -79,8 +89,13 @@ public:
     // run has ended, the end instead.
     void KeepAlive();
     // Answers the requests waiting (a bounded number per call), with one snapshot
-    // made only if a request is to be answered; the number answered.
-    int AnswerSnapshotRequests(const std::function<Snapshot()>& makeSnapshot);
+    // made only if a request is to be answered; the number answered. A request that
+    // came through proxies is answered back through them.
+    int AnswerSnapshotRequests(const MakeSnapshot& makeSnapshot);
+    // A relay's: publishes what its upstream published, unchanged, so that its
+    // joiners follow the upstream's run; the server's own epoch is not used.
+    void Relay();
+    void Forward(const DecodedFrame& frame);
     // Tells the joiners that the run has ended with the last batch published; it
     // is told again with every heartbeat after.
     void PublishEnd();
@@ -116,7 +131,8 @@ private:
     void TakeSubscriptions();
     void Send(const Message& message);
     void Resume();
-    void Publish(FrameKind kind, std::span<const std::uint8_t> payload);
+    void Publish(FrameKind kind, std::span<const std::uint8_t> payload,
+                 PayloadOrder order = PayloadOrder::Little);
     // False if the peer was answered too recently.
     bool MayAnswer(const std::string& peer, std::chrono::steady_clock::time_point now);
 
@@ -131,7 +147,7 @@ private:
     std::unique_ptr<PeerMonitor> snapshotMonitor_;  // for its failed handshakes
     std::uint64_t failedBefore_ = 0;                // by the sockets closed since
     int monitors_ = 0;
-    std::uint64_t epoch_;
+    std::uint64_t epoch_;  // a relay's: 0 until it has heard its upstream
     Stats stats_;
     std::uint64_t failedLogged_ = 0;
     bool ended_ = false;

@@ -88,9 +88,10 @@ struct RecordingFeed {
         Answer(asked, sequence, epoch, payload);
     }
     void Answer(std::uint64_t request, std::uint64_t sequence, std::uint64_t epoch = 7,
-                std::vector<std::uint8_t> payload = {}) {
+                std::vector<std::uint8_t> payload = {},
+                std::span<const replication::DecodedFrame> following = {}) {
         feed.ReceiveSnapshot({FrameKind::Snapshot, PayloadOrder::Little, epoch, sequence, 0},
-                             payload, request, {});
+                             payload, request, {}, following);
     }
 };
 
@@ -200,6 +201,39 @@ TEST(ReplicaFeed, WaitsForASnapshotThatJoinsUpWithTheHeldBatches) {
     joiner.Snapshot(13);
     EXPECT_EQ(joiner.applied, (std::vector<std::string>{"s8", "s13", "b14"}));
     EXPECT_FALSE(joiner.feed.waiting());
+}
+
+TEST(ReplicaFeed, AppliesARelaysAnswerWithTheBatchesAfterItsSnapshot) {
+    using Batch = std::pair<std::uint64_t, std::uint64_t>;  // sequence, epoch
+    const struct {
+        const char* name;
+        std::vector<Batch> following;
+        std::vector<std::uint64_t> held;
+        std::vector<std::string> applied;  // nothing: refused, and the feed still waits
+    } answers[] = {
+        {"batches up to the held ones", {{5, 7}, {6, 7}}, {7}, {"s4", "b5", "b6", "b7"}},
+        {"batches past the held ones", {{5, 7}, {6, 7}, {7, 7}}, {6}, {"s4", "b5", "b6", "b7"}},
+        {"none, the held ones after it", {}, {5}, {"s4", "b5"}},
+        {"a batch missing", {{5, 7}, {7, 7}}, {}, {}},
+        {"a batch of another run", {{5, 7}, {6, 9}}, {}, {}},
+        {"a gap before the held ones", {{5, 7}}, {7}, {}},
+    };
+    for (const auto& answer : answers) {
+        SCOPED_TRACE(answer.name);
+        RecordingFeed joiner;
+        for (const std::uint64_t sequence : answer.held) {
+            joiner.Send(FrameKind::Batch, sequence);
+        }
+        std::vector<replication::DecodedFrame> following;
+        for (const auto& [sequence, epoch] : answer.following) {
+            following.push_back({{FrameKind::Batch, PayloadOrder::Little, epoch, sequence, 0}, {}});
+        }
+        joiner.Answer(joiner.feed.NewRequest(), 4, 7, {}, following);
+        EXPECT_EQ(joiner.applied, answer.applied);
+        EXPECT_EQ(joiner.feed.waiting(), answer.applied.empty());
+        EXPECT_EQ(joiner.feed.sequence(),
+                  answer.applied.empty() ? 0 : std::stoull(answer.applied.back().substr(1)));
+    }
 }
 
 TEST(ReplicaFeed, HoldsBatchesWithinItsBytes) {

@@ -10,80 +10,10 @@
 # joiner does, cost it little memory and the others nothing.
 set -eEuo pipefail
 trap 'echo "FAILED at line $LINENO: $BASH_COMMAND" >&2' ERR
-host=$1 plugins=$2 relay=$3 attacker=$4 media=${KEP_TEST_MEDIA:?}
-out=$(mktemp -d)
-pids=() names=()
-trap 'kill "${pids[@]}" 2>/dev/null || true; [ "${KEEP_OUT:-}" ] || rm -rf "$out"' EXIT
+host=$1 plugins=$2 link=$3 attacker=$4 media=${KEP_TEST_MEDIA:?}
+source "$(dirname "$0")/processes.sh"
 port=$((20000 + $$ % 20000 / 40 * 40))  # twenty pairs of ports from here
 
-# A 3 s scene in DIR: a looping sine 2 m to the right, moving a little every
-# frame, and a doorbell object that rings twice.
-make_scene() {
-    mkdir -p "$1/sounds"
-    cp "$media/sine_mono_2s.wav" "$1/sounds/sine.wav"
-    cp "$media/pcm_s16_mono.wav" "$1/sounds/bell.wav"
-    cat >"$1/scene.json" <<END
-{ "duration": 3, "sounds": { "sine": "sounds/sine.wav", "bell": "sounds/bell.wav" },
-  "objects": [ { "name": "door", "sound": "bell", "gain": 0.5, "play": [0.2, 1.5] } ],
-  "sources": [ { "name": "hum", "sound": "sine", "looping": true, "gain": 0.7, "play": [0],
-                 "position": [ { "time": 0, "at": [2, 0, 0] }, { "time": 3, "at": [2, 0, -1] } ] } ] }
-END
-}
-# serve NAME PORT|ENDPOINT SCENE [OPTION...]: in the background, with the server's
-# keys unless told otherwise; its state in NAME.json.
-serve() {
-    local name=$1 at=$2 scene=$3
-    shift 3
-    [[ $at == *://* ]] || at=tcp://127.0.0.1:$at
-    [ $# -gt 0 ] || set -- --curve-keys "$out/keys"
-    "$host" --plugins "$plugins" -v serve "$scene" --bind "$at" \
-        --state-out "$out/$name.json" "$@" >"$out/$name.out" 2>"$out/$name.err" &
-    pids+=($!) names+=("$name")
-    until grep -qs '^Serving' "$out/$name.out"; do
-        kill -0 "${pids[-1]}" || { cat "$out/$name.err" >&2; return 1; }
-        sleep 0.05
-    done
-}
-# join NAME PORT|ENDPOINT [OPTION...]: in the background, with a key of its own
-# unless told otherwise; its state in NAME.json.
-join() {
-    local name=$1 at=$2
-    shift 2
-    [[ $at == *://* ]] || at=tcp://127.0.0.1:$at
-    [ $# -gt 0 ] && [ "$1" = --insecure ] || set -- --curve-keys "$(admit "$name")" "$@"
-    "$host" --plugins "$plugins" -v join "$at" --state-out "$out/$name.json" \
-        "$@" >"$out/$name.out" 2>"$out/$name.err" &
-    pids+=($!) names+=("$name")
-}
-# admit NAME: adds a joiner to the server's allow-list; its key folder.
-admit() {
-    [ -d "$out/keys/joiners/$1" ] || "$host" keygen "$out/keys" --joiner "$1" >/dev/null
-    echo "$out/keys/joiners/$1"
-}
-# background NAME COMMAND...: a helper process, waited for by finish.
-background() {
-    local name=$1
-    shift
-    "$@" >"$out/$name.out" 2>"$out/$name.err" &
-    pids+=($!) names+=("$name")
-}
-# finish: waits for every process started; fails, showing its output, if one failed.
-finish() {
-    local i status
-    for i in "${!pids[@]}"; do
-        status=0
-        wait "${pids[$i]}" || status=$?
-        if [ "$status" -ne 0 ]; then
-            echo "${names[$i]} exited $status" >&2
-            cat "$out/${names[$i]}".{out,err} >&2 2>/dev/null || true
-            return 1
-        fi
-    done
-    pids=() names=()
-}
-same_state() {
-    for name in "${@:2}"; do cmp "$out/$1.json" "$out/$name.json"; done
-}
 # peak_memory PID FILE: in the background, the process's peak resident memory (MiB)
 # in FILE, kept up to date until it ends.
 peak_memory() {
@@ -142,22 +72,22 @@ echo "late joiner's recording: L $left R $right dB"
 awk -v l="$left" -v r="$right" 'BEGIN { exit !(r > -30 && (l == "-inf" || r > l + 6)) }'
 flooded=$(bytes_per_batch first)
 
-# Through relays: one loses a batch, one loses the end, one passes the last two
+# Through faulty links: one loses a batch, one loses the end, one passes the last two
 # batches in reverse order; each joiner behind them ends in step, having caught up
 # by a snapshot where it had to. A joiner without data folders names each missing
 # sound once and plays on.
 make_scene "$out/lossy"
 serve server "$((port + 2))" "$out/lossy/scene.json"
 mv "$out/lossy" "$out/moved"
-relay_to() {  # relay_to NAME PORT OPTION...: a relay from the server at port+2
+link_to() {  # link_to NAME PORT OPTION...: a faulty link from the server at port+2
     local name=$1 at=$2
     shift 2
-    background "$name" "$relay" "tcp://127.0.0.1:$((port + 2))" "tcp://127.0.0.1:$at" 6 \
+    background "$name" "$link" "tcp://127.0.0.1:$((port + 2))" "tcp://127.0.0.1:$at" 6 \
         --curve-keys "$(admit "$name")" "$@"
 }
-relay_to lossy-relay "$((port + 4))" --drop-batch 100
-relay_to endless-relay "$((port + 20))" --drop-end 1
-relay_to swapping-relay "$((port + 22))" --swap-last
+link_to lossy-link "$((port + 4))" --drop-batch 100
+link_to endless-link "$((port + 20))" --drop-end 1
+link_to swapping-link "$((port + 22))" --swap-last
 join lossy "$((port + 4))" --insecure --data "$out/moved"
 join endless "$((port + 20))" --insecure --data "$out/moved"
 join swapped "$((port + 22))" --insecure --data "$out/moved"
@@ -181,8 +111,8 @@ awk -v t="$flooded" -v u="$unattacked" 'BEGIN { exit !(t < 1.25 * u) }'
 # Nobody crashes, and the joiner behind it ends in step.
 make_scene "$out/rogue"
 serve server "$((port + 6))" "$out/rogue/scene.json"
-background rogue-relay "$relay" "tcp://127.0.0.1:$((port + 6))" "tcp://127.0.0.1:$((port + 8))" 5 \
-    --curve-keys "$(admit rogue-relay)" --rogue-until 1.5
+background rogue-link "$link" "tcp://127.0.0.1:$((port + 6))" "tcp://127.0.0.1:$((port + 8))" 5 \
+    --curve-keys "$(admit rogue-link)" --rogue-until 1.5
 join attacked "$((port + 8))" --insecure --data "$out/rogue"
 head -c 100000 /dev/urandom >"/dev/tcp/127.0.0.1/$((port + 6))" || true
 head -c 100000 /dev/urandom >"/dev/tcp/127.0.0.1/$((port + 7))" || true
@@ -286,8 +216,8 @@ cp "$media/pcm_s16_mono.wav" "$out/private/secret.wav"
 ln -s "$out/private/secret.wav" "$out/data/sounds/link.wav"
 ffmpeg -v error -nostdin -f lavfi -i sine=d=15 "$out/data/sounds/big.wav"
 serve server "$((port + 14))" "$out/hostile/scene.json"
-background hostile-relay "$relay" "tcp://127.0.0.1:$((port + 14))" "tcp://127.0.0.1:$((port + 24))" 5 \
-    --curve-keys "$(admit hostile-relay)" \
+background hostile-link "$link" "tcp://127.0.0.1:$((port + 14))" "tcp://127.0.0.1:$((port + 24))" 5 \
+    --curve-keys "$(admit hostile-link)" \
     --inject 90 outside "$out/private/secret.wav" --inject 90 climbing ../private/secret.wav \
     --inject 90 linked /srv/sounds/link.wav --inject 90 big /srv/sounds/big.wav \
     --inject 90 twice /srv/sounds/bell.wav --inject 91 twice /srv/sounds/sine.wav

@@ -1,9 +1,9 @@
-// A relay between a kep-host server and its joiners, for tests: it passes the
+// A faulty link between a kep-host server and its joiners, for tests: it passes the
 // server's messages and snapshots on, and can lose or reorder messages, mix in
 // hostile ones or add records to a batch, as a bad network, a rogue peer or a
 // hostile server would. Downstream it serves without keys.
 //
-//   replication_relay UPSTREAM DOWNSTREAM SECONDS [OPTION...]
+//   replication_faulty_link UPSTREAM DOWNSTREAM SECONDS [OPTION...]
 //
 // --curve-keys DIR           a joiner's keys, to reach an upstream that needs them
 // --drop-batch N             the Nth batch (from 1) is not passed on
