@@ -3,17 +3,30 @@
 // snapshot of 1,000 sources is and how long joining with it takes.
 //
 //   kep-net-bench [SECONDS]   (default 5 s of measurement per row)
+//   kep-net-bench relays PATH-TO-KEP-HOST [SECONDS]
 //
 // Every instance is a real sound system on OpenAL Soft's null device, in this
-// one process; each joiner runs on a thread of its own.
+// one process; each joiner runs on a thread of its own. With `relays`, one joiner
+// follows the server through 0, 1 and 2 chained `kep-host relay` processes
+// (insecure, on loopback), and new joiners get in step through one relay.
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <optional>
+#include <span>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -28,6 +41,8 @@
 #include "host/net/SourceSettings.h"
 #include "kep/Messages.h"
 #include "plugin/SoundSystem.h"
+
+extern char** environ;
 
 namespace {
 
@@ -81,6 +96,37 @@ public:
     std::uint64_t bytesReceived() const { return bytes_; }
 
 private:
+    // A batch, heartbeat or end; or an answer: the snapshot, its settings and, from
+    // a relay, the batches after its snapshot.
+    static void Receive(replication::ReplicaFeed& feed,
+                        std::span<const std::span<const std::uint8_t>> parts, bool answer) {
+        std::string error;
+        const auto frame = replication::DecodeFrame(parts[0], error);
+        if (!frame) {
+            return;
+        }
+        if (!answer) {
+            feed.Receive(frame->header, frame->payload);
+            return;
+        }
+        const auto settings =
+            parts.size() >= 2 ? replication::DecodeFrame(parts[1], error) : std::nullopt;
+        const auto id =
+            settings ? replication::DecodeSourceSettings(settings->payload, error) : std::nullopt;
+        if (!id) {
+            return;
+        }
+        std::vector<replication::DecodedFrame> following;
+        for (std::size_t i = 2; i < parts.size(); ++i) {
+            const auto batch = replication::DecodeFrame(parts[i], error);
+            if (!batch) {
+                return;
+            }
+            following.push_back(*batch);
+        }
+        feed.ReceiveSnapshot(frame->header, frame->payload, id->requestId, {}, following);
+    }
+
     void Run() {
         replication::ReplicaFeed feed(
             [this](const replication::ReplicaFeed::Frame& frame) {
@@ -98,22 +144,8 @@ private:
             {1000, 64u << 20});
         auto lastRequest = Clock::now() - std::chrono::seconds(1);
         while (!stop_) {
-            client_->ReceiveUntil(
-                Clock::now() + std::chrono::milliseconds(5), [&](auto parts, bool answer) {
-                    std::string error;
-                    const auto frame = replication::DecodeFrame(parts[0], error);
-                    const auto settings = answer && frame && parts.size() == 2
-                                              ? replication::DecodeFrame(parts[1], error)
-                                              : std::nullopt;
-                    const auto id =
-                        settings ? replication::DecodeSourceSettings(settings->payload, error)
-                                 : std::nullopt;
-                    if (id) {
-                        feed.ReceiveSnapshot(frame->header, frame->payload, id->requestId, {});
-                    } else if (frame && !answer) {
-                        feed.Receive(frame->header, frame->payload);
-                    }
-                });
+            client_->ReceiveUntil(Clock::now() + std::chrono::milliseconds(5),
+                                  [&](auto parts, bool answer) { Receive(feed, parts, answer); });
             if (feed.waiting() && client_->subscribed() &&
                 Clock::now() - lastRequest > std::chrono::milliseconds(200)) {
                 client_->RequestSnapshot(feed.NewRequest());
@@ -174,8 +206,11 @@ struct Server {
             transport->PublishBatch(replication::WriteFrame(*system, false));
         }
         transport->AnswerSnapshotRequests([this] {
-            return replication::ReplicationServer::Snapshot{replication::WriteFrame(*system, true),
-                                                            {}};
+            replication::ReplicationServer::Snapshot snapshot;
+            snapshot.epoch = transport->epoch();
+            snapshot.sequence = transport->stats().sequence;
+            snapshot.state = replication::WriteFrame(*system, true);
+            return snapshot;
         });
         transport->KeepAlive();
         system->Update();
@@ -190,20 +225,34 @@ double Percentile(std::vector<double> values, double fraction) {
     return values[static_cast<std::size_t>(fraction * static_cast<double>(values.size() - 1))];
 }
 
-void LatencyRow(int joinerCount, double seconds, int port) {
-    const std::string endpoint = fmt::format("tcp://127.0.0.1:{}", port);
-    Server server(endpoint, kMovingSources);
+std::string Endpoint(int port) {
+    return fmt::format("tcp://127.0.0.1:{}", port);
+}
+
+struct LatencyFigures {
+    std::vector<double> latencies;  // µs
+    double bytesPerSecondPerJoiner = 0;
+};
+
+// Frames of the server until every joiner (at `joinerEndpoint`) is in step, then
+// `seconds` of measured ones; nothing if they are not in step within 30 s.
+std::optional<LatencyFigures> MeasureLatency(Server& server, const std::string& joinerEndpoint,
+                                             int joinerCount, double seconds) {
     std::vector<std::unique_ptr<Joiner>> joiners;
     for (int i = 0; i < joinerCount; ++i) {
-        joiners.push_back(std::make_unique<Joiner>(endpoint, server.times));
+        joiners.push_back(std::make_unique<Joiner>(joinerEndpoint, server.times));
     }
     const auto period =
         std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / kFrameRate));
     auto due = Clock::now();
+    const auto giveUp = due + std::chrono::seconds(30);
     int frame = 0;
     // Until every joiner is in step, then the measured frames.
     while (
         !std::all_of(joiners.begin(), joiners.end(), [](auto& j) { return j->synchronised(); })) {
+        if (Clock::now() > giveUp) {
+            return std::nullopt;
+        }
         server.Frame(frame++, true);
         std::this_thread::sleep_until(due += period);
     }
@@ -222,21 +271,139 @@ void LatencyRow(int joinerCount, double seconds, int port) {
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
-    std::vector<double> latencies;
+    LatencyFigures figures;
     double bytes = 0;
     for (std::size_t i = 0; i < joiners.size(); ++i) {
         auto taken = joiners[i]->TakeLatencies();
-        latencies.insert(latencies.end(), taken.begin(), taken.end());
+        figures.latencies.insert(figures.latencies.end(), taken.begin(), taken.end());
         bytes += static_cast<double>(joiners[i]->bytesReceived() - bytesBefore[i]);
     }
-    std::printf("| %7d | %8.0f | %8.0f | %9zu | %14.0f |\n", joinerCount,
-                Percentile(latencies, 0.5), Percentile(latencies, 0.99), latencies.size(),
-                bytes / elapsed / joinerCount);
+    figures.bytesPerSecondPerJoiner = bytes / elapsed / joinerCount;
+    return figures;
+}
+
+void PrintLatencyRow(int first, const std::optional<LatencyFigures>& figures) {
+    if (!figures) {
+        std::printf("| %7d | not in step within 30 s |\n", first);
+    } else {
+        std::printf("| %7d | %8.0f | %8.0f | %9zu | %14.0f |\n", first,
+                    Percentile(figures->latencies, 0.5), Percentile(figures->latencies, 0.99),
+                    figures->latencies.size(), figures->bytesPerSecondPerJoiner);
+    }
     std::fflush(stdout);
 }
 
+void LatencyRow(int joinerCount, double seconds, int port) {
+    const std::string endpoint = Endpoint(port);
+    Server server(endpoint, kMovingSources);
+    PrintLatencyRow(joinerCount, MeasureLatency(server, endpoint, joinerCount, seconds));
+}
+
+// A `kep-host relay` process, insecure, on loopback; stopped when destroyed.
+class RelayProcess {
+public:
+    RelayProcess(const std::string& host, const std::string& upstream, const std::string& bind) {
+        std::vector<std::string> args{host, "--log-level=error", "relay",     upstream, "--bind",
+                                      bind, "--insecure",        "--timeout", "30"};
+        std::vector<char*> argv;
+        for (auto& arg : args) {
+            argv.push_back(arg.data());
+        }
+        argv.push_back(nullptr);
+        // Its start and end lines would come between the rows.
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        const int failed =
+            posix_spawn(&pid_, host.c_str(), &actions, nullptr, argv.data(), environ);
+        posix_spawn_file_actions_destroy(&actions);
+        if (failed != 0) {
+            std::fprintf(stderr, "cannot start %s: %s\n", host.c_str(), std::strerror(failed));
+            std::exit(1);
+        }
+    }
+    ~RelayProcess() {
+        kill(pid_, SIGTERM);
+        for (int i = 0; i < 300; ++i) {
+            if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+    RelayProcess(const RelayProcess&) = delete;
+    RelayProcess& operator=(const RelayProcess&) = delete;
+
+private:
+    pid_t pid_ = 0;
+};
+
+// One joiner behind `hops` relays, chained from the server at `port`.
+void RelayLatencyRow(const std::string& host, int hops, double seconds, int port) {
+    Server server(Endpoint(port), kMovingSources);
+    std::vector<std::unique_ptr<RelayProcess>> relays;
+    std::string upstream = Endpoint(port);
+    for (int i = 1; i <= hops; ++i) {
+        relays.push_back(std::make_unique<RelayProcess>(host, upstream, Endpoint(port + 2 * i)));
+        upstream = Endpoint(port + 2 * i);
+    }
+    PrintLatencyRow(hops, MeasureLatency(server, upstream, 1, seconds));
+}
+
+// Frames of the server until the joiner is in step, a millisecond apart with its
+// sources still, else at the frame rate with every source moving; false after 30 s.
+bool UntilInStep(Server& server, const Joiner& joiner, int& frame, bool move = false) {
+    const auto start = Clock::now();
+    const auto period =
+        move ? std::chrono::duration_cast<Clock::duration>(
+                   std::chrono::duration<double>(1 / kFrameRate))
+             : std::chrono::duration_cast<Clock::duration>(std::chrono::milliseconds(1));
+    auto due = start;
+    while (!joiner.synchronised()) {
+        server.Frame(frame++, move);
+        std::this_thread::sleep_until(due += period);
+        if (Clock::now() - start > std::chrono::seconds(30)) {
+            std::printf("no join within 30 s\n");
+            return false;
+        }
+    }
+    return true;
+}
+
+// How long joiners take to get in step through one relay with a state of 1,000
+// sources: the first while the relay itself is joining the server, then a new one
+// once the relay holds the state and answers from it.
+void RelaySnapshotRow(const std::string& host, int port) {
+    Server server(Endpoint(port), kSnapshotSources);
+    int frame = 0;
+    server.Frame(frame++, false);
+    const auto relayStart = Clock::now();
+    RelayProcess relay(host, Endpoint(port), Endpoint(port + 2));
+    double firstMs = 0;
+    {
+        Joiner first(Endpoint(port + 2), server.times);
+        if (!UntilInStep(server, first, frame)) {
+            return;
+        }
+        firstMs =
+            std::chrono::duration<double, std::milli>(first.synchronisedAt() - relayStart).count();
+    }
+    const auto start = Clock::now();
+    Joiner joiner(Endpoint(port + 2), server.times);
+    if (!UntilInStep(server, joiner, frame)) {
+        return;
+    }
+    std::printf(
+        "Through one relay: the first joiner in step %.1f ms after the relay started; a new "
+        "joiner %.1f ms after it connected\n",
+        firstMs,
+        std::chrono::duration<double, std::milli>(joiner.synchronisedAt() - start).count());
+}
+
 void SnapshotRow(int port) {
-    const std::string endpoint = fmt::format("tcp://127.0.0.1:{}", port);
+    const std::string endpoint = Endpoint(port);
     Server server(endpoint, kSnapshotSources);
     const auto snapshotStart = Clock::now();
     const auto snapshot = replication::WriteFrame(*server.system, true);
@@ -262,14 +429,69 @@ void SnapshotRow(int port) {
 
 }  // namespace
 
+// The same while every one of the 1,000 sources moves every frame: a relay's answer
+// then carries batches after its snapshot. A new joiner directly, then through the relay.
+void MovingJoinRow(const std::string& host, int port) {
+    Server server(Endpoint(port), kSnapshotSources);
+    int frame = 0;
+    RelayProcess relay(host, Endpoint(port), Endpoint(port + 2));
+    {
+        Joiner first(Endpoint(port + 2), server.times);
+        if (!UntilInStep(server, first, frame, true)) {
+            return;
+        }
+    }
+    double ms[2] = {};
+    for (int through = 0; through < 2; ++through) {
+        const auto start = Clock::now();
+        Joiner joiner(Endpoint(through ? port + 2 : port), server.times);
+        if (!UntilInStep(server, joiner, frame, true)) {
+            return;
+        }
+        ms[through] =
+            std::chrono::duration<double, std::milli>(joiner.synchronisedAt() - start).count();
+    }
+    std::printf(
+        "All 1000 sources moving at %.0f frames/s: a new joiner in step %.1f ms after it "
+        "connected directly, %.1f ms through the relay\n",
+        kFrameRate, ms[0], ms[1]);
+}
+
 int main(int argc, char** argv) {
-    const double seconds = argc > 1 ? std::atof(argv[1]) : 5;
+    const bool relays = argc > 1 && std::string(argv[1]) == "relays";
+    if (relays && argc < 3) {
+        std::fprintf(stderr,
+                     "usage: kep-net-bench [SECONDS] | relays PATH-TO-KEP-HOST [SECONDS]\n");
+        return 2;
+    }
+    const int secondsArg = relays ? 3 : 1;
+    const double seconds = argc > secondsArg ? std::atof(argv[secondsArg]) : 5;
     // Enough OpenAL sources for every instance in this process, on no sound card.
     const auto config = std::filesystem::temp_directory_path() / "kep-net-bench.conf";
     std::ofstream(config) << "[general]\ndrivers = null\nsources = 8192\n";
     setenv("ALSOFT_CONF", config.c_str(), 1);
     unsetenv("ALSOFT_DRIVERS");
     DropLogLines();
+
+    if (relays) {
+        const std::string host = argv[2];
+        std::printf(
+            "%d sources moving at %.0f frames/s; one joiner, a real sound system, behind 0, 1 "
+            "and 2 chained kep-host relay processes\n\n",
+            kMovingSources, kFrameRate);
+        std::printf("|  relays | p50 (µs) | p99 (µs) | batches   | bytes/s/joiner |\n");
+        std::printf("|---------|----------|----------|-----------|----------------|\n");
+        int port = 31500;
+        for (int hops : {0, 1, 2}) {
+            RelayLatencyRow(host, hops, seconds, port);
+            port += 10;
+        }
+        SnapshotRow(port);
+        RelaySnapshotRow(host, port + 10);
+        MovingJoinRow(host, port + 20);
+        std::filesystem::remove(config);
+        return 0;
+    }
 
     std::printf("%d sources moving at %.0f frames/s, each joiner a real sound system\n\n",
                 kMovingSources, kFrameRate);

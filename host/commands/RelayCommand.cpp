@@ -196,7 +196,7 @@ int RunRelay(const RelayOptions& options) {
 CommandRun AddRelayCommand(CLI::App& app) {
     auto options = std::make_shared<RelayOptions>();
     CLI::App* command = AddCommand(
-        app, "relay", "Serve on what a server (or another relay) publishes, to joiners of its own.",
+        app, "relay", "Serve a server's (or relay's) run on to joiners of its own.",
         "Joins the upstream as a joiner does, and publishes every batch, heartbeat and end it "
         "hears at --bind unchanged, so that joiners (or further relays) follow it as they "
         "would the server. It answers their snapshot requests itself, from the last snapshot "
@@ -211,7 +211,7 @@ CommandRun AddRelayCommand(CLI::App& app) {
         ->check(ReplicationEndpoint());
     AddKeyOptions(*command, options->curveKeys, options->insecure,
                   "the relay's own server keys and allow-list, made by kep-host keygen DIR "
-                  "(its joiners are added with --joiner NAME); needs --upstream-keys",
+                  "(its joiners are added with --joiner NAME)",
                   "relay without authentication or encryption, on both sides");
     command
         ->add_option("--upstream-keys", options->upstreamKeys,

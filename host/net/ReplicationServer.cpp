@@ -413,7 +413,8 @@ int ReplicationServer::AnswerSnapshotRequests(const MakeSnapshot& makeSnapshot) 
         if (!state) {
             snapshot = makeSnapshot();
             if (!snapshot) {
-                continue;  // nothing to answer with: the peer asks again
+                lastAnswered_.erase(peer);  // not answered: it may ask again at once
+                continue;
             }
             state = EncodeFrame(
                 {FrameKind::Snapshot, snapshot->order, snapshot->epoch, snapshot->sequence, 0},
