@@ -67,13 +67,15 @@ std::string Hex(const zmq::message_t& part) {
     return fmt::format("{:02x}", fmt::join(std::span(part.data<std::uint8_t>(), part.size()), ""));
 }
 
-// Who asked: a joiner's name (its key) when the handshake gave one, else the
-// connection; behind proxies, the routing frames they added for the one they
-// asked for.
+// Who asked: a joiner's name (its key) when the handshake gave one; else the
+// connection and, behind proxies, the routing frames they added for the one they
+// asked for. A joiner with a key writes what frames it likes before its request:
+// they do not make it another peer.
 std::string PeerOf(std::span<const zmq::message_t> request) {
-    const char* user = zmq_msg_gets(request.back().handle(), "User-Id");
-    std::string peer = user && *user ? fmt::format("joiner {}", user)
-                                     : fmt::format("connection {}", Hex(request[0]));
+    if (const char* user = zmq_msg_gets(request.back().handle(), "User-Id"); user && *user) {
+        return fmt::format("joiner {}", user);
+    }
+    std::string peer = fmt::format("connection {}", Hex(request[0]));
     for (std::size_t i = 1; i + 1 < request.size(); ++i) {
         fmt::format_to(std::back_inserter(peer), " for {}", Hex(request[i]));
     }
