@@ -90,6 +90,9 @@ public:
                 return kExitInterrupted;
             }
             const double elapsed = clock.Elapsed().count();
+            if (options_.seconds > 0 && elapsed >= options_.seconds) {
+                return kExitDone;
+            }
             const auto outcome = follower_.Step();
             if (outcome == replication::Follower::Outcome::Failed) {
                 PrintError("{}\n", follower_.failure());
@@ -107,8 +110,7 @@ public:
                                           rate.Update(follower_.bytesReceived()) / 1000,
                                           feed.resyncs()));
             }
-            if (outcome == replication::Follower::Outcome::Ended ||
-                (options_.seconds > 0 && elapsed >= options_.seconds)) {
+            if (outcome == replication::Follower::Outcome::Ended) {
                 return kExitDone;
             }
         }

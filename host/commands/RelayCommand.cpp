@@ -31,6 +31,9 @@ constexpr auto kEndGrace = std::chrono::seconds(3);
 // What peers on either side may make the relay hold beyond its own state: the
 // upstream's queues, full, and what a server allows its joiners.
 constexpr std::uint64_t kDownstreamAllowance = 192u << 20;
+// How long to wait before asking again for a newer snapshot when the last answer
+// was none.
+constexpr auto kRefreshBackOff = std::chrono::seconds(5);
 
 struct RelayOptions {
     std::string upstream;
@@ -77,7 +80,7 @@ public:
                 PrintError("{}\n", follower_.failure());
                 return kExitFailed;
             }
-            if (state_.Stale()) {
+            if (state_.Stale() && std::chrono::steady_clock::now() >= nextRefresh_) {
                 follower_.AskAgain();
             }
             server_.AnswerSnapshotRequests(
@@ -119,6 +122,10 @@ private:
         if (state_.Rebase(answer.snapshot, answer.settings)) {
             kep::Debug()("kep-host: relaying from the snapshot of batch {} on; {} batch(es) since",
                          answer.snapshot.header.sequence, state_.batches());
+        } else {
+            // An upstream relay's snapshot no newer than this one's: it renews its own
+            // in a while.
+            nextRefresh_ = std::chrono::steady_clock::now() + kRefreshBackOff;
         }
     }
 
@@ -136,6 +143,7 @@ private:
     replication::RelayedState& state_;
     replication::Follower follower_;
     bool closed_ = false;
+    std::chrono::steady_clock::time_point nextRefresh_;
 };
 
 int RunRelay(const RelayOptions& options) {
@@ -157,9 +165,11 @@ int RunRelay(const RelayOptions& options) {
             "plays, and anyone who reaches {} can read it",
             options.upstream, options.endpoint, options.endpoint);
     }
-    replication::RelayedState state({});
     const replication::ReplicationClient::Limits limits{options.maxBatchKb << 10,
                                                         options.maxSnapshotMb << 20};
+    // Room for the largest snapshot and as many bytes of batches after it, past
+    // which a newer snapshot is asked for.
+    replication::RelayedState state({8192, 2 * limits.snapshotBytes});
     // Before the sockets: all that comes through them counts.
     replication::MemoryGuard memory(
         kDownstreamAllowance + replication::ReplicationClient::kBatchQueue * limits.batchBytes +

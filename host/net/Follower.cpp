@@ -18,6 +18,8 @@ constexpr auto kAnswerBeforeReconnecting = std::chrono::seconds(3);
 // A server tells its end for a few seconds; past this, a follower that has not
 // caught up with it will not.
 constexpr auto kEndWait = std::chrono::seconds(4);
+// Batches an answer may carry after its snapshot: as many as a relay holds.
+constexpr std::size_t kMostFollowing = 8192;
 // Faults logged one by one before they are only counted.
 constexpr int kMaxLoggedFaults = 20;
 
@@ -100,7 +102,15 @@ bool Follower::KeepConnected(Clock::time_point now) {
         if (now - *closed_ < MemoryGuard::kSettleTime) {
             return true;
         }
-        const bool settled = memory_.Settled();
+        // A relay's own joiners are the likelier cause: its upstream is closed only
+        // if closing theirs was not enough.
+        if (hooks_.connections && !upstreamClosed_ && !memory_.Recovered()) {
+            client_.Close();
+            upstreamClosed_ = true;
+            closed_ = now;
+            return true;
+        }
+        const bool settled = !upstreamClosed_ || memory_.Settled();
         if (!settled && !hooks_.connections) {
             failure_ = fmt::format(
                 "kep-host: {} MiB resident, and closing the connections to {} freed too little: "
@@ -114,22 +124,29 @@ bool Follower::KeepConnected(Clock::time_point now) {
                 "much itself",
                 memory_.resident() >> 20);
         }
-        client_.Open();
+        if (upstreamClosed_) {
+            client_.Open();
+            lastReconnect_ = now;
+        }
         if (hooks_.connections) {
             hooks_.connections(true);
         }
         closed_.reset();
-        lastReconnect_ = now;
         return true;
     }
     if (memory_.Breached()) {
         kep::Warning()(
-            "kep-host: {} MiB resident, more than this {} allows beyond its own: every "
-            "connection to {} is closed and opened again",
-            memory_.resident() >> 20, hooks_.connections ? "relay" : "joiner", endpoint_);
-        client_.Close();
+            "kep-host: {} MiB resident, more than this {} allows beyond its own: {} closed and "
+            "opened again",
+            memory_.resident() >> 20, hooks_.connections ? "relay" : "joiner",
+            hooks_.connections ? "its joiners' connections are"
+                               : fmt::format("every connection to {} is", endpoint_));
         if (hooks_.connections) {
             hooks_.connections(false);
+            upstreamClosed_ = false;
+        } else {
+            client_.Close();
+            upstreamClosed_ = true;
         }
         closed_ = now;
         firstUnanswered_.reset();
@@ -208,6 +225,10 @@ bool Follower::ReceiveAnswer(Parts parts, std::string& error) {
         extra->header.epoch != snapshot->header.epoch ||
         extra->header.sequence != snapshot->header.sequence) {
         error = "an answer that is not a snapshot and its source settings";
+        return false;
+    }
+    if (parts.size() - 2 > kMostFollowing) {
+        error = fmt::format("an answer with {} batches after its snapshot", parts.size() - 2);
         return false;
     }
     Answer answer{*snapshot, *extra, std::move(*settings), {}};

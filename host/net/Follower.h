@@ -89,6 +89,7 @@ private:
     Clock::time_point lastRequest_;
     std::optional<Clock::time_point> firstUnanswered_;
     std::optional<Clock::time_point> closed_;  // by the memory guard
+    bool upstreamClosed_ = false;
     std::optional<Clock::time_point> endHeard_;
     std::uint64_t ownRequest_ = 0;  // asked while in step
 };

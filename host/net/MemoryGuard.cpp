@@ -62,14 +62,17 @@ bool MemoryGuard::Breached() {
     return resident_ > Limit();
 }
 
-bool MemoryGuard::Settled() {
+bool MemoryGuard::Recovered() {
     ::malloc_trim(0);
     resident_ = ResidentBytes();
-    const std::uint64_t limit = Limit();
-    if (resident_ <= limit) {
+    return resident_ <= Limit();
+}
+
+bool MemoryGuard::Settled() {
+    if (Recovered()) {
         return true;
     }
-    base_ += resident_ - limit;
+    base_ += resident_ - Limit();
     return false;
 }
 

@@ -33,6 +33,8 @@ public:
     // to the system; false if the memory is still past the limit. What remains
     // then is not the peers': it becomes the base.
     bool Settled();
+    // As Settled, but what remains stays counted: more connections may be closed.
+    bool Recovered();
 
     std::uint64_t resident() const { return resident_; }
 

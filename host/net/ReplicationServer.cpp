@@ -1,5 +1,6 @@
 #include "host/net/ReplicationServer.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <random>
@@ -37,6 +38,9 @@ constexpr int kBindAttempts = 5;
 constexpr auto kBindRetry = std::chrono::milliseconds(10);
 // Batches kept for a replay after a cut, however fast they come.
 constexpr std::size_t kMostRecent = 512;
+// The bytes of those batches, and of those held back while joiners come back: a
+// relay's are as large as its upstream sends.
+constexpr std::size_t kMostRecentBytes = 16u << 20;
 
 std::uint64_t NewEpoch() {
     std::random_device random;
@@ -67,19 +71,32 @@ std::string Hex(const zmq::message_t& part) {
     return fmt::format("{:02x}", fmt::join(std::span(part.data<std::uint8_t>(), part.size()), ""));
 }
 
-// Who asked: a joiner's name (its key) when the handshake gave one; else the
-// connection and, behind proxies, the routing frames they added for the one they
-// asked for. A joiner with a key writes what frames it likes before its request:
-// they do not make it another peer.
-std::string PeerOf(std::span<const zmq::message_t> request) {
-    if (const char* user = zmq_msg_gets(request.back().handle(), "User-Id"); user && *user) {
-        return fmt::format("joiner {}", user);
-    }
-    std::string peer = fmt::format("connection {}", Hex(request[0]));
+// Who sent a request: a joiner's name (its key) when the handshake gave one, else
+// the connection.
+std::string SenderOf(std::span<const zmq::message_t> request) {
+    const char* user = zmq_msg_gets(request.back().handle(), "User-Id");
+    return user && *user ? fmt::format("joiner {}", user)
+                         : fmt::format("connection {}", Hex(request[0]));
+}
+
+// Whom it asks for: the sender or, behind proxies, the one named by the routing
+// frames they added.
+std::string PeerOf(const std::string& sender, std::span<const zmq::message_t> request) {
+    std::string peer = sender;
     for (std::size_t i = 1; i + 1 < request.size(); ++i) {
         fmt::format_to(std::back_inserter(peer), " for {}", Hex(request[i]));
     }
     return peer;
+}
+
+// A routing frame ZeroMQ makes is at most this long.
+constexpr std::size_t kLongestRoutingFrame = 255;
+
+bool IsRequestShaped(std::span<const zmq::message_t> request) {
+    return request.size() >= 2 && request.size() <= ReplicationServer::kLongestEnvelope + 1 &&
+           std::all_of(request.begin(), request.end() - 1, [](const zmq::message_t& part) {
+               return part.size() <= kLongestRoutingFrame;
+           });
 }
 
 }  // namespace
@@ -314,20 +331,29 @@ void ReplicationServer::TakeSubscriptions() {
     }
 }
 
-void ReplicationServer::Publish(FrameKind kind, std::span<const std::uint8_t> payload,
-                                PayloadOrder order) {
-    Message message = EncodeFrame({kind, order, epoch_, stats_.sequence, 0}, payload);
+void ReplicationServer::Publish(FrameKind kind, std::span<const std::uint8_t> payload) {
+    Publish(EncodeFrame({kind, PayloadOrder::Little, epoch_, stats_.sequence, 0}, payload), kind);
+}
+
+void ReplicationServer::Publish(Message message, FrameKind kind) {
     const auto now = Clock::now();
     lastPublished_ = now;
     if (kind == FrameKind::Batch) {
         while (!recent_.empty() && (now - recent_.front().first > kReplay + kRejoinWait ||
-                                    recent_.size() >= kMostRecent)) {
+                                    recent_.size() >= kMostRecent ||
+                                    recentBytes_ + message.size() > kMostRecentBytes)) {
+            recentBytes_ -= recent_.front().second.size();
             recent_.pop_front();
         }
+        recentBytes_ += message.size();
         recent_.emplace_back(now, std::move(message));
     }
     const Message& kept = kind == FrameKind::Batch ? recent_.back().second : message;
     if (rejoin_) {
+        // Past the bound, joiners lose the oldest and catch up by a snapshot.
+        if (rejoin_->held.size() >= kMostRecent) {
+            rejoin_->held.erase(rejoin_->held.begin());
+        }
         rejoin_->held.push_back(kept);
     } else {
         Send(kept);
@@ -354,10 +380,14 @@ void ReplicationServer::Relay() {
 
 void ReplicationServer::Forward(const DecodedFrame& frame) {
     const FrameHeader& header = frame.header;
+    // Batches replayed upstream after a cut come again: the sequence stays.
+    if (header.epoch != epoch_ || header.kind != FrameKind::Batch ||
+        header.sequence > stats_.sequence) {
+        stats_.sequence = header.sequence;
+    }
     epoch_ = header.epoch;
-    stats_.sequence = header.sequence;
     ended_ = header.kind == FrameKind::End;
-    Publish(header.kind, frame.payload, header.byteOrder);
+    Publish(EncodeFrame(header, frame.payload), header.kind);
 }
 
 void ReplicationServer::KeepAlive() {
@@ -372,9 +402,16 @@ void ReplicationServer::PublishEnd() {
     Publish(FrameKind::End, {});
 }
 
-bool ReplicationServer::MayAnswer(const std::string& peer,
-                                  std::chrono::steady_clock::time_point now) {
-    return lastAnswered_.try_emplace(peer, now).second;
+bool ReplicationServer::MayAnswer(const std::string& sender, const std::string& peer) const {
+    const auto window = senders_.find(sender);
+    return !lastAnswered_.contains(peer) &&
+           (window == senders_.end() || window->second.answers < kAnswersPerSender);
+}
+
+void ReplicationServer::NoteAnswer(const std::string& sender, const std::string& peer,
+                                   Clock::time_point now) {
+    lastAnswered_.emplace(peer, now);
+    ++senders_.try_emplace(sender, AnswerWindow{now, 0}).first->second.answers;
 }
 
 int ReplicationServer::AnswerSnapshotRequests(const MakeSnapshot& makeSnapshot) {
@@ -390,6 +427,8 @@ int ReplicationServer::AnswerSnapshotRequests(const MakeSnapshot& makeSnapshot) 
     // Peers answered long enough ago may be answered again.
     std::erase_if(lastAnswered_,
                   [&](const auto& entry) { return now - entry.second >= kAnswerInterval; });
+    std::erase_if(senders_,
+                  [&](const auto& entry) { return now - entry.second.start >= kAnswerInterval; });
     for (int received = 0;
          received < kMostRequestsRead && answered < kMostAnswers &&
          zmq::recv_multipart(snapshots_, std::back_inserter(request), zmq::recv_flags::dontwait);
@@ -398,7 +437,7 @@ int ReplicationServer::AnswerSnapshotRequests(const MakeSnapshot& makeSnapshot) 
         // anything else is not a request.
         std::string error;
         const auto frame =
-            request.size() >= 2 && request.size() <= kLongestEnvelope + 1
+            IsRequestShaped(request)
                 ? DecodeFrame({request.back().data<std::uint8_t>(), request.back().size()}, error)
                 : std::nullopt;
         const auto requestId = frame && frame->header.kind == FrameKind::SnapshotRequest
@@ -407,16 +446,16 @@ int ReplicationServer::AnswerSnapshotRequests(const MakeSnapshot& makeSnapshot) 
         if (!requestId) {
             continue;
         }
-        const std::string peer = PeerOf(request);
-        if (!MayAnswer(peer, now)) {
+        const std::string sender = SenderOf(request);
+        const std::string peer = PeerOf(sender, request);
+        if (!MayAnswer(sender, peer)) {
             ++stats_.requestsRefused;
             continue;
         }
         if (!state) {
             snapshot = makeSnapshot();
             if (!snapshot) {
-                lastAnswered_.erase(peer);  // not answered: it may ask again at once
-                continue;
+                continue;  // not answered: it may ask again at once
             }
             state = EncodeFrame(
                 {FrameKind::Snapshot, snapshot->order, snapshot->epoch, snapshot->sequence, 0},
@@ -436,6 +475,7 @@ int ReplicationServer::AnswerSnapshotRequests(const MakeSnapshot& makeSnapshot) 
             reply.push_back(zmq::buffer(batch));
             bytes += batch.size();
         }
+        NoteAnswer(sender, peer, now);
         // A peer gone, or not reading, loses the answer and asks again.
         (void)zmq::send_multipart(snapshots_, reply, zmq::send_flags::dontwait);
         kep::Info()("kep-host: sent {} the snapshot of batch {}{}", peer, snapshot->sequence,

@@ -67,8 +67,11 @@ public:
     static constexpr int kSnapshotQueue = 2;
     static constexpr auto kRejoinWait = std::chrono::milliseconds(1500);
     static constexpr auto kReplay = std::chrono::seconds(2);
-    // Routing frames before a request: one from each proxy it came through.
+    // Routing frames before a request: one from each proxy it came through. Each
+    // peer behind a proxy is answered as one, but a sender (a proxy, or anyone who
+    // writes such frames) at most kAnswersPerSender times per kAnswerInterval.
     static constexpr std::size_t kLongestEnvelope = 8;
+    static constexpr int kAnswersPerSender = 16;
 
     // Binds the publisher at the endpoint and the snapshot socket beside it; null,
     // with the reason in `error`, if either cannot be bound. With keys, only the
@@ -131,10 +134,11 @@ private:
     void TakeSubscriptions();
     void Send(const Message& message);
     void Resume();
-    void Publish(FrameKind kind, std::span<const std::uint8_t> payload,
-                 PayloadOrder order = PayloadOrder::Little);
-    // False if the peer was answered too recently.
-    bool MayAnswer(const std::string& peer, std::chrono::steady_clock::time_point now);
+    void Publish(FrameKind kind, std::span<const std::uint8_t> payload);
+    void Publish(Message message, FrameKind kind);
+    // False if the peer was answered too recently, or its sender too often.
+    bool MayAnswer(const std::string& sender, const std::string& peer) const;
+    void NoteAnswer(const std::string& sender, const std::string& peer, Clock::time_point now);
 
     std::string endpoint_;
     std::string snapshotEndpoint_;
@@ -153,9 +157,15 @@ private:
     bool ended_ = false;
     bool reopenPending_ = false;  // its address was not free yet
     Clock::time_point lastPublished_;
-    std::map<std::string, Clock::time_point> lastAnswered_;
-    std::set<std::string> subscribers_;  // the names of the joiners subscribed
+    std::map<std::string, Clock::time_point> lastAnswered_;  // by peer
+    struct AnswerWindow {
+        Clock::time_point start;
+        int answers = 0;
+    };
+    std::map<std::string, AnswerWindow> senders_;  // answers per sender in kAnswerInterval
+    std::set<std::string> subscribers_;            // the names of the joiners subscribed
     std::deque<std::pair<Clock::time_point, Message>> recent_;  // the latest batches
+    std::size_t recentBytes_ = 0;
     std::optional<Rejoin> rejoin_;
 };
 

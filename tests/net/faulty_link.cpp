@@ -6,13 +6,15 @@
 //   replication_faulty_link UPSTREAM DOWNSTREAM SECONDS [OPTION...]
 //
 // --curve-keys DIR           a joiner's keys, to reach an upstream that needs them
-// --drop-batch N             the Nth batch (from 1) is not passed on
+// --drop-batch N             the Nth batch (from 1) after the first answer passed on
+//                            is not: the joiner is in step by then, however late
 // --drop-end N               the first N end messages are not passed on
 // --swap-last                the last two batches are passed on in reverse order
 // --inject N NAME PATH       a record loading PATH as sound NAME is added to batch N
 // --rogue-until S            for the first S seconds, random messages and random
 //                            frames with valid-looking headers are published beside
 //                            the real ones, and sent to the server as snapshot requests
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -175,6 +177,7 @@ int main(int argc, char** argv) {
     std::mt19937_64 random(42);
     std::set<std::string> waiting;  // joiners that asked for a snapshot
     long batches = 0;
+    long answered = -1;                  // batches since the first answer passed on
     std::deque<zmq::message_t> delayed;  // with --swap-last, the two latest batches
     auto nextRogue = start;
     std::array<zmq::pollitem_t, 3> items{{{subscriber.handle(), 0, ZMQ_POLLIN, 0},
@@ -188,7 +191,10 @@ int main(int argc, char** argv) {
             const auto frame =
                 replication::DecodeFrame({message.data<std::uint8_t>(), message.size()}, ignored);
             const auto kind = frame ? frame->header.kind : FrameKind::Heartbeat;
-            if (kind == FrameKind::Batch && ++batches == dropBatch) {
+            if (kind == FrameKind::Batch) {
+                ++batches;
+            }
+            if (kind == FrameKind::Batch && answered >= 0 && ++answered == dropBatch) {
                 continue;
             }
             if (kind == FrameKind::Batch && !injections.empty()) {
@@ -225,6 +231,7 @@ int main(int argc, char** argv) {
                 }
                 (void)zmq::send_multipart(answerer, reply, zmq::send_flags::dontwait);
             }
+            answered = std::max(answered, waiting.empty() ? -1L : 0L);
             waiting.clear();
             answer.clear();
         }

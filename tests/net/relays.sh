@@ -61,7 +61,7 @@ behind east "$((port + 2))" east1 east2
 behind west "$((port + 4))" west1
 behind far "$((port + 6))" far1
 background lossy-link "$link" "tcp://127.0.0.1:$((port + 4))" "tcp://127.0.0.1:$((port + 8))" 6 \
-    --curve-keys "$(admit lossy-link "$out/west")" --drop-batch 60
+    --curve-keys "$(admit lossy-link "$out/west")" --drop-batch 30
 join lossy "$((port + 8))" --insecure --data "$out"
 sleep 1.5
 behind west "$((port + 4))" west2
@@ -93,11 +93,12 @@ grep -qE '^Done: .* [1-9][0-9]* resyncs$' "$out/middle.out"
 only_relays_asked server middle
 
 # A plain ZeroMQ proxy in front of a server: requests come with a longer envelope,
-# and the answers go back through it.
+# the answers go back through it, and each joiner behind it is answered as one.
 serve server "$((port + 14))" "$out/tree/scene.json" --insecure
 background proxy "$proxy" "$((port + 14))" "$((port + 16))" 6
 join proxied "$((port + 16))" --insecure --data "$out"
+join proxied2 "$((port + 16))" --insecure --data "$out"
 finish
-same_state server proxied
-grep -aq 'sent connection [0-9a-f]* for [0-9a-f]* the snapshot' "$out/server.err"
+same_state server proxied proxied2
+[ "$(grep -ac 'sent connection [0-9a-f]* for [0-9a-f]* the snapshot' "$out/server.err")" -eq 2 ]
 echo "relays: all checks passed"

@@ -85,7 +85,7 @@ link_to() {  # link_to NAME PORT OPTION...: a faulty link from the server at por
     background "$name" "$link" "tcp://127.0.0.1:$((port + 2))" "tcp://127.0.0.1:$at" 6 \
         --curve-keys "$(admit "$name")" "$@"
 }
-link_to lossy-link "$((port + 4))" --drop-batch 100
+link_to lossy-link "$((port + 4))" --drop-batch 30
 link_to endless-link "$((port + 20))" --drop-end 1
 link_to swapping-link "$((port + 22))" --swap-last
 join lossy "$((port + 4))" --insecure --data "$out/moved"
