@@ -12,6 +12,11 @@ inline constexpr int kExitFailed = 1;
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitInterrupted = 130;  // 128 + SIGINT, as a shell reports it
 
+// How a run's summing-up line begins: Done, Interrupted or Failed.
+inline const char* OutcomeWord(int status) {
+    return status == kExitDone ? "Done" : status == kExitInterrupted ? "Interrupted" : "Failed";
+}
+
 // A command's work once its command line is read: it gets the host's context and
 // returns the exit status.
 using CommandRun = std::function<int(HostContext&)>;

@@ -50,15 +50,13 @@ struct JoinOptions {
     std::string camera = "fixed";
     std::filesystem::path output;
     double seconds = 0;
-    double connectTimeout = 10;
     std::vector<std::filesystem::path> dataRoots;
     std::filesystem::path curveKeys;
     bool insecure = false;
     std::filesystem::path stateOut;
     std::uintmax_t maxSoundMb = 64;
     std::uintmax_t maxSoundsMb = 1024;
-    std::size_t maxBatchKb = 1024;
-    std::size_t maxSnapshotMb = 16;
+    UpstreamOptions upstream;
 };
 
 using Replica = RunningSoundSystem;
@@ -73,7 +71,7 @@ public:
           replica_(std::move(replica)),
           cameraScene_(std::move(cameraScene)),
           follower_(client, memory, options.endpoint,
-                    std::chrono::duration<double>(options.connectTimeout),
+                    std::chrono::duration<double>(options.upstream.timeout),
                     {[this](const auto& frame) { return Apply(frame); }, {}, {}, {}}) {}
 
     // Runs until the server ends its run, the time is up, the user interrupts or
@@ -287,12 +285,9 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
         replication::JoinerDataManager::Limits{options.maxSoundMb << 20, options.maxSoundsMb << 20},
         loadedBytes));
     // Before the first connection: all that comes through one counts.
-    const replication::ReplicationClient::Limits limits{options.maxBatchKb << 10,
-                                                        options.maxSnapshotMb << 20};
+    const auto limits = options.upstream.limits();
     replication::MemoryGuard memory(
-        kMemorySlack + replication::ReplicationClient::kBatchQueue * limits.batchBytes +
-            (replication::ReplicationClient::kAnswerQueue + 1) * limits.snapshotBytes,
-        loadedBytes);
+        kMemorySlack + replication::ReplicationClient::MostQueued(limits), loadedBytes);
     const auto client = replication::ReplicationClient::Connect(
         options.endpoint, keys ? &*keys : nullptr, limits, error);
     if (!client) {
@@ -310,10 +305,7 @@ int RunJoin(HostContext& context, const JoinOptions& options) {
         return kExitFailed;
     }
     context.plugins().Stop(*replica->plugin);  // closes the device, which completes a recording
-    Print("{}: {} batches applied, {} resyncs, {} bytes received\n",
-          status == kExitDone          ? "Done"
-          : status == kExitInterrupted ? "Interrupted"
-                                       : "Failed",
+    Print("{}: {} batches applied, {} resyncs, {} bytes received\n", OutcomeWord(status),
           joiner.batches(), joiner.resyncs(), client->bytesReceived());
     // What was heard is kept also when the run was cut short.
     if (writer && joiner.reachedServer() && SaveRecording(*writer, options.output) != kExitDone) {
@@ -353,12 +345,6 @@ CommandRun AddJoinCommand(CLI::App& app) {
         ->check(CLI::Range(0.0, 1e6) & Finite())
         ->type_name("S");
     command
-        ->add_option("--timeout", options->connectTimeout,
-                     "give up when no server has answered, or the server has not been heard, "
-                     "for this long (default: 10 s)")
-        ->check(CLI::Range(0.1, 1e6) & Finite())
-        ->type_name("S");
-    command
         ->add_option("--data", options->dataRoots,
                      "a folder to look for sound files in (default: the current folder); "
                      "nothing outside these folders is opened")
@@ -374,17 +360,9 @@ CommandRun AddJoinCommand(CLI::App& app) {
                      "past it, no more are loaded")
         ->check(CLI::Range(1, 1 << 20))
         ->type_name("MB");
-    command
-        ->add_option("--max-batch-kb", options->maxBatchKb,
-                     "the largest batch accepted, in KiB (default: 1024); a larger one is "
-                     "dropped and the state caught up by a snapshot")
-        ->check(CLI::Range(1, 1 << 20))
-        ->type_name("KB");
-    command
-        ->add_option("--max-snapshot-mb", options->maxSnapshotMb,
-                     "the largest snapshot accepted, in MiB (default: 16)")
-        ->check(CLI::Range(1, 2047))
-        ->type_name("MB");
+    AddUpstreamOptions(*command, options->upstream,
+                       "give up when no server has answered, or the server has not been heard, "
+                       "for this long (default: 10 s)");
     AddKeyOptions(*command, options->curveKeys, options->insecure,
                   "authenticate with the keys kep-host keygen DIR --joiner NAME made in "
                   "DIR/joiners/NAME (server.pub, joiner.pub, joiner.key)",

@@ -8,7 +8,6 @@
 
 #include <fmt/format.h>
 
-#include "host/cli/CommandLineChecks.h"
 #include "host/cli/ConsoleOutput.h"
 #include "host/cli/ProgressLine.h"
 #include "host/commands/Commands.h"
@@ -41,9 +40,7 @@ struct RelayOptions {
     std::filesystem::path curveKeys;
     std::filesystem::path upstreamKeys;
     bool insecure = false;
-    double timeout = 10;
-    std::size_t maxBatchKb = 1024;
-    std::size_t maxSnapshotMb = 16;
+    UpstreamOptions accepts;
 };
 
 class Relay {
@@ -55,7 +52,7 @@ public:
           server_(server),
           state_(state),
           follower_(client, memory, options.upstream,
-                    std::chrono::duration<double>(options.timeout),
+                    std::chrono::duration<double>(options.accepts.timeout),
                     {[this](const auto& frame) { return state_.Apply(frame); },
                      [this](const auto& frame) { server_.Forward(frame); },
                      [this](const auto& answer) { Rebase(answer); },
@@ -165,15 +162,13 @@ int RunRelay(const RelayOptions& options) {
             "plays, and anyone who reaches {} can read it",
             options.upstream, options.endpoint, options.endpoint);
     }
-    const replication::ReplicationClient::Limits limits{options.maxBatchKb << 10,
-                                                        options.maxSnapshotMb << 20};
+    const auto limits = options.accepts.limits();
     // Room for the largest snapshot and as many bytes of batches after it, past
     // which a newer snapshot is asked for.
     replication::RelayedState state({8192, 2 * limits.snapshotBytes});
     // Before the sockets: all that comes through them counts.
     replication::MemoryGuard memory(
-        kDownstreamAllowance + replication::ReplicationClient::kBatchQueue * limits.batchBytes +
-            (replication::ReplicationClient::kAnswerQueue + 1) * limits.snapshotBytes,
+        kDownstreamAllowance + replication::ReplicationClient::MostQueued(limits),
         [&state] { return state.bytes(); });
     const auto server = replication::ReplicationServer::Bind(
         options.endpoint, serverKeys ? &*serverKeys : nullptr, error);
@@ -193,11 +188,8 @@ int RunRelay(const RelayOptions& options) {
     const int status = relay.Run();
     const auto stats = server->stats();
     Print("{}: up to batch {}, {} snapshots, {} bytes sent, {} bytes received, {} resyncs\n",
-          status == kExitDone          ? "Done"
-          : status == kExitInterrupted ? "Interrupted"
-                                       : "Failed",
-          stats.sequence, stats.snapshotsSent, stats.bytesSent, client->bytesReceived(),
-          relay.resyncs());
+          OutcomeWord(status), stats.sequence, stats.snapshotsSent, stats.bytesSent,
+          client->bytesReceived(), relay.resyncs());
     return status;
 }
 
@@ -231,21 +223,8 @@ CommandRun AddRelayCommand(CLI::App& app) {
         ->excludes("--insecure")
         ->needs("--curve-keys");
     command->get_option("--curve-keys")->needs("--upstream-keys");
-    command
-        ->add_option("--timeout", options->timeout,
-                     "give up when the upstream has not answered, or not been heard, for this "
-                     "long (default: 10 s)")
-        ->check(CLI::Range(0.1, 1e6) & Finite())
-        ->type_name("S");
-    command
-        ->add_option("--max-batch-kb", options->maxBatchKb,
-                     "the largest batch accepted, in KiB (default: 1024)")
-        ->check(CLI::Range(1, 1 << 20))
-        ->type_name("KB");
-    command
-        ->add_option("--max-snapshot-mb", options->maxSnapshotMb,
-                     "the largest snapshot accepted, in MiB (default: 16)")
-        ->check(CLI::Range(1, 2047))
-        ->type_name("MB");
+    AddUpstreamOptions(*command, options->accepts,
+                       "give up when the upstream has not answered, or not been heard, for this "
+                       "long (default: 10 s)");
     return [options](HostContext&) { return RunRelay(*options); };
 }

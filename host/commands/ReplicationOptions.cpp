@@ -1,5 +1,6 @@
 #include "host/commands/ReplicationOptions.h"
 
+#include "host/cli/CommandLineChecks.h"
 #include "host/net/Endpoint.h"
 
 CLI::Validator ReplicationEndpoint() {
@@ -23,4 +24,22 @@ void AddKeyOptions(CLI::App& command, std::filesystem::path& keys, bool& insecur
                 "to run without authentication");
         }
     });
+}
+
+void AddUpstreamOptions(CLI::App& command, UpstreamOptions& options,
+                        const std::string& timeoutHelp) {
+    command.add_option("--timeout", options.timeout, timeoutHelp)
+        ->check(CLI::Range(0.1, 1e6) & Finite())
+        ->type_name("S");
+    command
+        .add_option("--max-batch-kb", options.maxBatchKb,
+                    "the largest batch accepted, in KiB (default: 1024); a larger one is "
+                    "dropped and the state caught up by a snapshot")
+        ->check(CLI::Range(1, 1 << 20))
+        ->type_name("KB");
+    command
+        .add_option("--max-snapshot-mb", options.maxSnapshotMb,
+                    "the largest snapshot accepted, in MiB (default: 16)")
+        ->check(CLI::Range(1, 2047))
+        ->type_name("MB");
 }

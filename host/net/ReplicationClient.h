@@ -33,6 +33,10 @@ public:
     };
     static constexpr int kBatchQueue = 100;
     static constexpr int kAnswerQueue = 2;
+    // The most bytes the queues hold with these limits, an answer being read too.
+    static constexpr std::uint64_t MostQueued(Limits limits) {
+        return kBatchQueue * limits.batchBytes + (kAnswerQueue + 1) * limits.snapshotBytes;
+    }
 
     // Null, with the reason in `error`, if the endpoint is not one to connect to.
     // With keys, the handshake proves the joiner's key and checks the server's.

@@ -8,7 +8,8 @@ set -eEuo pipefail
 trap 'echo "FAILED at line $LINENO: $BASH_COMMAND" >&2' ERR
 host=$1 plugins=$2 link=$3 proxy=$4 media=${KEP_TEST_MEDIA:?}
 source "$(dirname "$0")/processes.sh"
-port=$((40000 + $$ % 19000 / 40 * 40))
+# Below the ephemeral range (32768 and up), and below the other scripts' ports.
+port=$((10000 + $$ % 10000 / 40 * 40))
 
 # relay NAME UPSTREAM-PORT UPSTREAM-KEYS PORT: in the background, admitted by the
 # upstream whose keys are in UPSTREAM-KEYS, with its own keys in $out/NAME.

@@ -12,7 +12,8 @@ set -eEuo pipefail
 trap 'echo "FAILED at line $LINENO: $BASH_COMMAND" >&2' ERR
 host=$1 plugins=$2 link=$3 attacker=$4 media=${KEP_TEST_MEDIA:?}
 source "$(dirname "$0")/processes.sh"
-port=$((20000 + $$ % 20000 / 40 * 40))  # twenty pairs of ports from here
+# Below the ephemeral range (32768 and up), which connections take ports from.
+port=$((20000 + $$ % 12000 / 40 * 40))  # twenty pairs of ports from here
 
 # peak_memory PID FILE: in the background, the process's peak resident memory (MiB)
 # in FILE, kept up to date until it ends.
